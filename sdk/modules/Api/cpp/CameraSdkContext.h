@@ -1,0 +1,53 @@
+// The library-wide context and the camera handle record behind every void* handle.
+#pragma once
+
+#include <list>
+#include <mutex>
+#include <string_view>
+
+#include "Logger.h"
+#include "qv_camera_sdk_types.h"
+
+class ICameraOps;
+class IListener;
+
+struct CAMERA_SDK_CTX {
+    bool initialised = false;
+    std::mutex mutex;  // guards the flag and both lists; released before a handle mutex is taken
+    std::list<void*> handles;
+    std::list<IListener*> listeners;  // owned
+};
+
+// Allocated zero-filled by the library; the caller only sees its address.
+struct CAMERA_HANDLE_S {
+    QV_CAM_ATTR attr;
+    ICameraOps* driver;  // null while the camera is not open; owned
+    std::mutex lock;     // serialises every call on this camera
+    void* reserved;
+};
+
+extern CAMERA_SDK_CTX g_stCameraCtx;
+
+// Address of the handle mutex, unchecked: only for handles already validated.
+std::mutex* GetCameraLock(void* handle);
+
+// Where a call was made, so that a shared check logs with the caller's name.
+struct CallSite {
+    std::string_view source;
+    int line;
+    const char* function;
+};
+
+#define QV_CALL_SITE (CallSite{::orrindale::log::sourceName(__FILE__), __LINE__, __func__})
+
+// Handle validation steps 1-4: -100 for null (no log), -83 with "This camera handle not exist"
+// for an unknown handle; on success the handle mutex is locked into lock and record is set.
+int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock,
+                  CAMERA_HANDLE_S*& record);
+
+// Step 5: -101 with message when the camera is not open.
+int requireOpen(const CAMERA_HANDLE_S* record, const CallSite& site, const char* message = "please open camera first");
+
+// Called from a catch block: logs the escaping exception once and gives -1, so that
+// nothing is thrown across the exported interface (locks are RAII-held and released).
+int unexpectedFailure(const CallSite& site) noexcept;

@@ -1,0 +1,9 @@
+// Morvik RGB-D camera on the network.
+#pragma once
+
+#include "UnsupportedCamera.h"
+
+class CameraMorvik : public UnsupportedCamera {
+public:
+    CameraMorvik(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraMorvik") {}
+};

@@ -1,0 +1,9 @@
+// Virene B RGB-D camera (USB 0x3482:0x278C).
+#pragma once
+
+#include "UnsupportedCamera.h"
+
+class CameraVireneB : public UnsupportedCamera {
+public:
+    CameraVireneB(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraVireneB") {}
+};

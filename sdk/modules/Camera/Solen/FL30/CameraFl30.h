@@ -1,0 +1,9 @@
+// Fl30 camera of the Solen family (USB 0x3482:0x5727).
+#pragma once
+
+#include "UnsupportedCamera.h"
+
+class CameraFl30 : public UnsupportedCamera {
+public:
+    CameraFl30(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraFl30") {}
+};

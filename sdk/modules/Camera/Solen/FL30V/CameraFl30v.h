@@ -1,0 +1,9 @@
+// Fl30v camera of the Solen family (USB 0x3482:0x5725).
+#pragma once
+
+#include "UnsupportedCamera.h"
+
+class CameraFl30v : public UnsupportedCamera {
+public:
+    CameraFl30v(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraFl30v") {}
+};

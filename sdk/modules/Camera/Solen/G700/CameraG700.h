@@ -1,0 +1,9 @@
+// G700 camera of the Solen family (USB 0x3482:0x5724, 0x1A86:0x5724).
+#pragma once
+
+#include "UnsupportedCamera.h"
+
+class CameraG700 : public UnsupportedCamera {
+public:
+    CameraG700(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraG700") {}
+};

@@ -1,0 +1,39 @@
+// Reports arrival and departure of the USB cameras of an identifier list
+// through libusb's hot-plug events, on a thread of its own.
+#pragma once
+
+#include <libusb.h>
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "IListener.h"
+#include "UsbCameraList.h"
+
+class Hotplug : public IListener {
+public:
+    explicit Hotplug(std::vector<usb_id> const& ids);
+    ~Hotplug() override;
+
+    int start(QV_LISTENER_CALLBACK const& callback, bool enumerate) override;
+    int stop() override;
+
+    static int LIBUSB_CALL hotplug_callback(libusb_context* context, libusb_device* device,
+                                            libusb_hotplug_event event, void* user);
+    static int LIBUSB_CALL hotplug_callback_detach(libusb_context* context, libusb_device* device,
+                                                   libusb_hotplug_event event, void* user);
+
+private:
+    void handler();
+    // Builds the record and calls attach or detach when the device is one of ours.
+    void report(libusb_device* device, bool arrived);
+
+    std::vector<usb_id> m_ids;
+    libusb_context* m_context = nullptr;
+    std::atomic<int> m_stop{0};
+    std::thread m_thread;
+    QV_LISTENER_CALLBACK m_callback{};
+    libusb_hotplug_callback_handle m_arrival = 0;
+    libusb_hotplug_callback_handle m_departure = 0;
+};
