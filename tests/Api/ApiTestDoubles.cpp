@@ -42,6 +42,7 @@ ICameraOps* createCameraInstance(const QV_CAM_ATTR& attr, void* handle)
 {
     apitest::World& w = apitest::world();
     w.lastFactoryHandle = handle;
+    if (w.makeDriver) return w.makeDriver(attr, handle);
     apitest::DriverScript* script = w.scriptFor ? w.scriptFor(attr) : nullptr;
     return script ? new apitest::ScriptedDriver(*script, handle) : nullptr;
 }

@@ -47,6 +47,21 @@ private:
 
 // What a scripted driver does; shared by the test and the driver it scripts.
 struct DriverScript {
+    // Every other driver and command operation records its name and answers opResult.
+    std::vector<std::string> ops;
+    int opResult = 0;
+    std::string serial = "SN0001";
+    std::string fwVersion = "FW:1.2.3";
+    std::string himaxVersion = "HX1";
+    int privateCapacity = 256;
+    int privateCapacityResult = 0;
+    std::vector<std::pair<int, int>> privateAccess;  // (size, offset) of each read or write
+    video_cfg streamCfg;
+    const void* lastPointer = nullptr;
+    unsigned lastLength = 0;
+    int lastTimeout = 0;
+    unsigned char lastSelector = 0;
+    bool hasCommand = true;
     int openResult = 0;
     int closeResult = 0;
     int startResult = 0;
@@ -59,9 +74,60 @@ struct DriverScript {
     STREAM_CALLBACK_S callback{};
 };
 
+class ScriptedCommand : public ICommand {
+public:
+    explicit ScriptedCommand(DriverScript& script) : m_script(script) {}
+    int upgrade(std::string const& path, CAM_UPGRADE_DEV_S* progress) override
+    {
+        return record("upgrade:" + path, progress);
+    }
+    int reboot() override { return record("reboot", nullptr); }
+    int setSn(std::string const& sn) override { return record("setSn:" + sn, nullptr); }
+    int getSn(std::string& sn) override
+    {
+        sn = m_script.serial;
+        return record("getSn", nullptr);
+    }
+    int getFwVersion(std::string& v) override
+    {
+        v = m_script.fwVersion;
+        return record("getFwVersion", nullptr);
+    }
+    int getHimaxVersion(std::string& v) override
+    {
+        v = m_script.himaxVersion;
+        return record("getHimaxVersion", nullptr);
+    }
+    int getPrivateMaxSize(int& size) override
+    {
+        m_script.ops.push_back("getPrivateMaxSize");
+        size = m_script.privateCapacity;
+        return m_script.privateCapacityResult;
+    }
+    int writePrivateData(void* data, int length, int offset) override
+    {
+        m_script.privateAccess.emplace_back(length, offset);
+        return record("writePrivateData", data);
+    }
+    int readPrivateData(void* data, int length, int offset) override
+    {
+        m_script.privateAccess.emplace_back(length, offset);
+        return record("readPrivateData", data);
+    }
+
+private:
+    int record(const std::string& op, const void* pointer)
+    {
+        m_script.ops.push_back(op);
+        m_script.lastPointer = pointer;
+        return m_script.opResult;
+    }
+    DriverScript& m_script;
+};
+
 class ScriptedDriver : public ICameraOps {
 public:
-    ScriptedDriver(DriverScript& script, void* handle) : m_script(script) { m_handle = handle; }
+    ScriptedDriver(DriverScript& script, void* handle) : m_script(script), m_cmd(script) { m_handle = handle; }
     ~ScriptedDriver() override { ++m_script.destroyed; }
 
     void* handle() const { return m_handle; }
@@ -103,26 +169,64 @@ public:
         m_script.lastMask = mask;
         return 0;
     }
-    int getSerialNo(std::string&) override { return -1; }
-    int getCameraParameter(CAM_Parameter*) override { return -1; }
-    int getCapability(MEDIA_TYPE_E, std::vector<STREAM_PARAM_S>&) override { return -1; }
-    int setStreamParam(MEDIA_TYPE_E, STREAM_PARAM_S const*) override { return -1; }
-    int getStreamParam(STREAM_PARAM_S*) override { return -1; }
-    ICommand* cmd() override { return nullptr; }
+    int getSerialNo(std::string& sn) override
+    {
+        sn = m_script.serial;
+        return op("getSerialNo");
+    }
+    int getCameraParameter(CAM_Parameter* p) override { return op("getCameraParameter", p); }
+    int getCapability(MEDIA_TYPE_E, std::vector<STREAM_PARAM_S>& list) override { return op("getCapability", &list); }
+    int setStreamParam(MEDIA_TYPE_E, STREAM_PARAM_S const* p) override { return op("setStreamParam", p); }
+    int getStreamParam(STREAM_PARAM_S* p) override { return op("getStreamParam", p); }
+    ICommand* cmd() override { return m_script.hasCommand ? &m_cmd : nullptr; }
     ICapture* capture() override { return nullptr; }
-    int getTofMode(TOFMode&) override { return -1; }
-    int setTimeStampType(TIME_STAMP_TYPE) override { return -1; }
-    int logCameraCfg() override { return 0; }
-    int getConfigInfo(QV_CONFIG_INFO&) override { return -1; }
-    int setDevNetAttrs(NET_DEV_ATTRS) override { return -1; }
-    int getDevNetAttrs(NET_DEV_ATTRS&) override { return -1; }
-    int controlTransferRead(unsigned char, unsigned char*, unsigned int, int) override { return -1; }
-    int controlTransferWrite(unsigned char, unsigned char*, unsigned int, int) override { return -1; }
-    int bulkTransferRead(unsigned char*, unsigned int, int) override { return -1; }
-    int bulkTransferWrite(unsigned char*, unsigned int, int) override { return -1; }
+    int getTofMode(TOFMode& m) override { return op("getTofMode", &m); }
+    int setTimeStampType(TIME_STAMP_TYPE t) override { return op("setTimeStampType:" + std::to_string(t)); }
+    int logCameraCfg() override { return op("logCameraCfg"); }
+    int getConfigInfo(QV_CONFIG_INFO& i) override { return op("getConfigInfo", &i); }
+    int setDevNetAttrs(NET_DEV_ATTRS a) override { return op(std::string("setDevNetAttrs:") + a.ip); }
+    int getDevNetAttrs(NET_DEV_ATTRS& a) override { return op("getDevNetAttrs", &a); }
+    int controlTransferRead(unsigned char s, unsigned char* d, unsigned int l, int t) override
+    {
+        return transfer("controlTransferRead", s, d, l, t);
+    }
+    int controlTransferWrite(unsigned char s, unsigned char* d, unsigned int l, int t) override
+    {
+        return transfer("controlTransferWrite", s, d, l, t);
+    }
+    int bulkTransferRead(unsigned char* d, unsigned int l, int t) override { return transfer("bulkTransferRead", 0, d, l, t); }
+    int bulkTransferWrite(unsigned char* d, unsigned int l, int t) override
+    {
+        return transfer("bulkTransferWrite", 0, d, l, t);
+    }
+    int setStreamCfg(video_cfg const& cfg) override
+    {
+        m_script.streamCfg = cfg;
+        return op("setStreamCfg");
+    }
+    int getStreamCfg(video_cfg& cfg) override
+    {
+        cfg = m_script.streamCfg;
+        return op("getStreamCfg");
+    }
 
 private:
+    int op(const std::string& name, const void* pointer = nullptr)
+    {
+        m_script.ops.push_back(name);
+        m_script.lastPointer = pointer;
+        return m_script.opResult;
+    }
+    int transfer(const char* name, unsigned char selector, unsigned char* data, unsigned length, int timeout)
+    {
+        m_script.lastSelector = selector;
+        m_script.lastLength = length;
+        m_script.lastTimeout = timeout;
+        return op(name, data);
+    }
+
     DriverScript& m_script;
+    ScriptedCommand m_cmd;
 };
 
 // The attached cameras enumeration reports, and how the factory answers.
@@ -132,6 +236,8 @@ struct World {
     std::vector<usb_id> lastIds;
     // Returns the script for a camera, or null to make the factory return no driver.
     std::function<DriverScript*(const QV_CAM_ATTR&)> scriptFor;
+    // When set, builds the driver instead of scriptFor (to use a real driver class).
+    std::function<ICameraOps*(const QV_CAM_ATTR&, void*)> makeDriver;
     void* lastFactoryHandle = nullptr;
 };
 
