@@ -59,15 +59,6 @@ TEST(CameraConfPlainFile, HandsTheWholeFileToTheModelReaderWithTheDocumentedLine
     EXPECT_EQ(countLogLines(log, "INFO", "CameraConf", "getDataFromFile", "Parsing config file " + path), 1);
 }
 
-TEST(CameraConfPlainFile, ReturnsTheModelReadersResult)
-{
-    const std::string path = conftest::writeFile("plain.json", "{}");
-    RecordingReader reader;
-    reader.result = -42;
-    orrtest::StdoutCapture capture;
-    EXPECT_EQ(reader.parseConfigFileParameter(path, "M", nullptr), -42);
-}
-
 TEST(CameraConfPlainFile, UnreadablePathsFailBeforeTheReaderRuns)
 {
     const std::string missing = conftest::tmpPath("missing.json");

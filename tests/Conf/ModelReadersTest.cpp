@@ -348,21 +348,6 @@ TEST(Fl30cReader, ReadsTheDriversSettingsInDocumentOrder)
     EXPECT_TRUE(r.pclOrganized);
 }
 
-TEST(Fl30cReader, DefaultRecordIsTheDriversBuiltInConfiguration)
-{
-    const Fl30c::fl30c_config_para r;
-    EXPECT_FALSE(r.settingsEnable);
-    EXPECT_EQ(r.gain, 0);
-    EXPECT_FALSE(r.tdc);
-    EXPECT_EQ(r.rotate, 0);
-    EXPECT_FALSE(r.mirror);
-    EXPECT_FALSE(r.denoiseEnable);
-    EXPECT_EQ(r.denoiseFactor, 1);
-    EXPECT_FALSE(r.medianFilterEnable);
-    EXPECT_FALSE(r.registrationEnable);
-    EXPECT_FALSE(r.pclOrganized);
-}
-
 TEST(Fl30cReader, RotateAndGainOutsideWhatTheDriverSupportsAreRefused)
 {
     Fl30c::CameraConf reader;
