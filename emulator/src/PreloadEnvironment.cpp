@@ -1,0 +1,79 @@
+#include "PreloadEnvironment.h"
+
+#include <link.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "EmulatorLog.h"
+
+namespace orrindale::emulator {
+
+namespace {
+
+constexpr const char* kPreload = "libumockdev-preload.so.0";
+constexpr const char* kGuard = "ORR_EMULATOR_REEXECUTED";
+
+// A sanitizer runtime insists on being the first library; keep it ahead of the preload.
+std::string sanitizerRuntimes()
+{
+    std::string found;
+    dl_iterate_phdr(
+        [](dl_phdr_info* info, size_t, void* out) {
+            const char* name = info->dlpi_name;
+            if (name != nullptr && (std::strstr(name, "/libasan.so") || std::strstr(name, "/libtsan.so"))) {
+                auto* list = static_cast<std::string*>(out);
+                *list += std::string(name) + ":";
+            }
+            return 0;
+        },
+        &found);
+    return found;
+}
+
+void raiseOpenFileLimit()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+    const rlim_t wanted = limit.rlim_max == RLIM_INFINITY ? 65536 : std::min<rlim_t>(limit.rlim_max, 65536);
+    if (limit.rlim_cur < wanted) {
+        limit.rlim_cur = wanted;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+}  // namespace
+
+bool PreloadEnvironment::active()
+{
+    const char* preload = std::getenv("LD_PRELOAD");
+    return preload != nullptr && std::strstr(preload, "libumockdev-preload") != nullptr;
+}
+
+bool PreloadEnvironment::ensure(char** argv)
+{
+    raiseOpenFileLimit();
+    if (active()) {
+        unsetenv(kGuard);  // children that drop the preload may re-execute themselves
+        return true;
+    }
+    if (std::getenv(kGuard) != nullptr) {
+        emulatorLog("the umockdev preload did not load (is the umockdev package installed?)");
+        return false;
+    }
+    const char* old = std::getenv("LD_PRELOAD");
+    std::string preload = sanitizerRuntimes() + kPreload;
+    if (old != nullptr && *old != '\0') preload += std::string(":") + old;
+    setenv("LD_PRELOAD", preload.c_str(), 1);
+    setenv(kGuard, "1", 1);
+    execv("/proc/self/exe", argv);
+    emulatorLog("re-executing under the umockdev preload failed: %s", std::strerror(errno));
+    return false;
+}
+
+}  // namespace orrindale::emulator
