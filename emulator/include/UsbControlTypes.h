@@ -57,6 +57,7 @@ struct UsbdevfsStatistics {
     uint64_t submitted = 0;
     uint64_t reaped = 0;
     uint64_t emptyReaps = 0;  // REAPURBNDELAY with nothing to reap (EAGAIN)
+    uint64_t servedInPlace = 0;  // URBs of a host in this process, served without copies
 };
 
 }  // namespace orrindale::emulator

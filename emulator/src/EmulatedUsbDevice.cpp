@@ -7,6 +7,7 @@
 #include "UsbDeviceModel.h"
 #include "UsbSysfsRecord.h"
 #include "UsbdevfsHandler.h"
+#include "WorkerHandoff.h"
 
 namespace orrindale::emulator {
 
@@ -128,6 +129,7 @@ bool EmulatedUsbDevice::plug()
     d.control.reset();
     d.plugged = true;
     d.model->pluggedIn();
+    WorkerHandoff::publish();
     return true;
 }
 

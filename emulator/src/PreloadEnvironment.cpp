@@ -12,6 +12,17 @@
 
 #include "EmulatorLog.h"
 
+// ThreadSanitizer reads these at start-up. GLib and umockdev are not instrumented and
+// synchronise with futexes the sanitizer cannot see: their internals are not ours to judge.
+extern "C" __attribute__((visibility("default"))) const char* __tsan_default_suppressions()
+{
+    return "race:libglib-2.0.so\n"
+           "race:libgobject-2.0.so\n"
+           "race:libgio-2.0.so\n"
+           "race:libumockdev.so\n"
+           "race:libumockdev-preload.so\n";
+}
+
 namespace orrindale::emulator {
 
 namespace {

@@ -2,9 +2,11 @@
 
 #include <condition_variable>
 
+#include "WorkerHandoff.h"
+
 namespace orrindale::emulator {
 
-ServiceTimer::ServiceTimer(std::function<void()> service) : m_service(std::move(service)) {}
+ServiceTimer::ServiceTimer(std::function<void()> service) : m_service(std::move(service)) { WorkerHandoff::publish(); }
 
 ServiceTimer::~ServiceTimer()
 {
@@ -40,6 +42,7 @@ void ServiceTimer::scheduleAt(Clock::time_point when)
 gboolean ServiceTimer::fire(gpointer self)
 {
     auto* timer = static_cast<ServiceTimer*>(self);
+    WorkerHandoff::receive();
     {
         std::lock_guard<std::mutex> lock(timer->m_mutex);
         // A run that scheduleAt() replaced meanwhile is not ours to forget.
@@ -72,12 +75,14 @@ void ServiceTimer::runOnWorker(const std::function<void()>& fn)
         bool finished = false;
     } call;
     call.fn = &fn;
+    WorkerHandoff::publish();
     GSource* source = g_idle_source_new();
     g_source_set_priority(source, G_PRIORITY_HIGH);
     g_source_set_callback(
         source,
         [](gpointer data) -> gboolean {
             auto* c = static_cast<Call*>(data);
+            WorkerHandoff::receive();
             (*c->fn)();
             std::lock_guard<std::mutex> lock(c->mutex);
             c->finished = true;

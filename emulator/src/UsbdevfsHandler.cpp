@@ -13,6 +13,7 @@
 #include "EmulatorLog.h"
 #include "ServiceTimer.h"
 #include "UsbDeviceModel.h"
+#include "WorkerHandoff.h"
 
 #ifndef USBDEVFS_GET_SPEED
 #define USBDEVFS_GET_SPEED _IO('U', 31)
@@ -48,6 +49,7 @@ UsbdevfsHandler::UsbdevfsHandler(UsbDeviceModel& model, ControlEndpoint& control
       m_registry(std::make_shared<UsbdevfsClientRegistry>())
 {
     m_registry->handler = this;
+    WorkerHandoff::publish();
 }
 
 UsbdevfsHandler::~UsbdevfsHandler()
@@ -63,6 +65,7 @@ bool UsbdevfsHandler::attach(UMockdevTestbed* testbed, const std::string& device
     m_base = umockdev_ioctl_base_new();
     g_signal_connect(m_base, "handle-ioctl", G_CALLBACK(&UsbdevfsHandler::onIoctl), this);
     g_signal_connect(m_base, "handle-read", G_CALLBACK(&UsbdevfsHandler::onRead), this);
+    WorkerHandoff::publish();
     GError* error = nullptr;
     if (!umockdev_testbed_attach_ioctl(testbed, deviceNode.c_str(), m_base, &error)) {
         emulatorLog("attaching the handler of %s failed: %s", deviceNode.c_str(), error ? error->message : "?");
@@ -92,6 +95,7 @@ void UsbdevfsHandler::release()
 gboolean UsbdevfsHandler::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self)
 {
     auto* handler = static_cast<UsbdevfsHandler*>(self);
+    WorkerHandoff::receive();
     handler->m_timer.learnWorkerContext();
     std::lock_guard<std::mutex> lock(handler->m_model.mutex());
     handler->handleIoctl(client);
@@ -102,6 +106,7 @@ gboolean UsbdevfsHandler::onIoctl(UMockdevIoctlBase*, UMockdevIoctlClient* clien
 gboolean UsbdevfsHandler::onRead(UMockdevIoctlBase*, UMockdevIoctlClient* client, gpointer self)
 {
     auto* handler = static_cast<UsbdevfsHandler*>(self);
+    WorkerHandoff::receive();
     UMockdevIoctlData* arg = umockdev_ioctl_client_get_arg(client);
     long count = 0;
     {
@@ -330,6 +335,7 @@ void UsbdevfsHandler::submitUrb(UsbdevfsClient& state, UMockdevIoctlClient* clie
         return umockdev_ioctl_client_complete(client, -1, EINVAL);
     request->finish(-EINPROGRESS, 0);
     ++m_statistics.submitted;
+    if (request->inPlace()) ++m_statistics.servedInPlace;
     state.pending.push_back(std::move(request));
     serviceClient(state);
     updateReadiness();
