@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "EmulatorLog.h"
+#include "GenericUvcCamera.h"
 #include "HubModel.h"
 #include "PlainUsbDevice.h"
 #include "TestBedCore.h"
@@ -175,6 +176,15 @@ EmulatedUsbDevice* UsbTestBed::addDevice(const UsbLocation& requested, std::uniq
 PlainUsbDevice* UsbTestBed::addPlainDevice(const UsbLocation& location, const PlainUsbDeviceConfig& config)
 {
     return addTyped(location, std::make_unique<PlainUsbDevice>(config));
+}
+
+GenericUvcCamera* UsbTestBed::addUvcCamera(const UsbLocation& location, const GenericUvcConfig& config)
+{
+    if (config.formats.empty() || config.formats.front().frames.empty()) {
+        emulatorLog("a UVC camera needs at least one format with one frame size");
+        return nullptr;
+    }
+    return addTyped(location, std::make_unique<GenericUvcCamera>(config));
 }
 
 }  // namespace orrindale::emulator

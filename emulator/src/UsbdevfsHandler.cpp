@@ -518,7 +518,9 @@ void UsbdevfsHandler::markGoneLocked()
 
 void UsbdevfsHandler::updateReadiness()
 {
-    bool ready = m_gone;
+    // Not "ready" once a gone device's URBs are all reaped: the FIFO cannot raise the
+    // POLLERR a real node would, and a ready node would keep libusb reaping ENODEV.
+    bool ready = false;
     for (const UsbdevfsClient* state : m_clients) ready = ready || !state->done.empty();
     m_fifo.setReady(ready);
 }
