@@ -8,6 +8,7 @@
 #include <cstdlib>
 
 #include "EmulatorLog.h"
+#include "EmulatedFl30c.h"
 #include "GenericUvcCamera.h"
 #include "HubModel.h"
 #include "PlainUsbDevice.h"
@@ -185,6 +186,13 @@ GenericUvcCamera* UsbTestBed::addUvcCamera(const UsbLocation& location, const Ge
         return nullptr;
     }
     return addTyped(location, std::make_unique<GenericUvcCamera>(config));
+}
+
+EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location) { return addFl30c(location, Fl30cConfig()); }
+
+EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location, const Fl30cConfig& config)
+{
+    return addTyped(location, std::make_unique<EmulatedFl30c>(config));
 }
 
 }  // namespace orrindale::emulator
