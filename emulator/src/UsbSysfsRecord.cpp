@@ -56,7 +56,8 @@ std::string UsbSysfsRecord::build(const UsbSysfsFacts& f)
     s += format("A: bDeviceClass=%02x\\n\nA: bDeviceSubClass=%02x\\n\nA: bDeviceProtocol=%02x\\n\n", d[4], d[5], d[6]);
     s += format("A: bMaxPacketSize0=%d\\n\nA: bNumConfigurations=%d\\n\nA: bConfigurationValue=1\\n\n", d[7], d[17]);
     s += format("A: version=%2x.%02x\\n\nA: maxchild=%d\\n\nA: authorized=1\\n\nA: removable=unknown\\n\n", d[3], d[2],
-                d[4] == 9 ? 4 : 0);
+                d[4] == 9 ? 15 : 0);
+    s += "A: configuration=\\n\nA: rx_lanes=1\\n\nA: tx_lanes=1\\n\n";
     if (d.size() >= 27)
         s += format("A: bNumInterfaces=%2d\\n\nA: bmAttributes=%02x\\n\nA: bMaxPower=%dmA\\n\n", d[22], d[25], d[26] * 2);
     if (!f.manufacturer.empty()) s += "A: manufacturer=" + attributeText(f.manufacturer) + "\\n\n";
