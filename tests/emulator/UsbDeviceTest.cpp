@@ -247,6 +247,10 @@ TEST_F(UsbDeviceTest, BulkDataFlowsBothWaysAndHaltsUntilCleared)
     ASSERT_EQ(libusb_bulk_transfer(handle, 0x81, in.data(), 512, &got, 1000), 0);
     EXPECT_EQ(got, 1);
     EXPECT_EQ(in[0], 9);
+    // A host in this process is recognised and served in place after its first URB.
+    const auto stats = device->device()->statistics();
+    EXPECT_GE(stats.submitted, 2u);
+    EXPECT_EQ(stats.servedInPlace, stats.submitted - 1);
 }
 
 TEST_F(UsbDeviceTest, AnInterfaceHasOneOwner)
