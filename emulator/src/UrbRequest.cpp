@@ -25,14 +25,27 @@ UMockdevIoctlData* resolve(UMockdevIoctlData* data, size_t offset, size_t length
     return child;
 }
 
+// process_vm_readv on ourselves reads the address safely (EFAULT instead of a crash when
+// a host in another process used an address that is not mapped here).
+bool sameUrbHere(uintptr_t address, const void* copy)
+{
+    usbdevfs_urb local;
+    iovec to{&local, sizeof local};
+    iovec from{reinterpret_cast<void*>(address), sizeof local};
+    if (::process_vm_readv(::getpid(), &to, 1, &from, 1, 0) != ssize_t(sizeof local)) return false;
+    return std::memcmp(&local, copy, sizeof local) == 0;
+}
+
 }  // namespace
 
-std::unique_ptr<UrbRequest> UrbRequest::copyFromHost(UMockdevIoctlData* arg)
+std::unique_ptr<UrbRequest> UrbRequest::copyFromHost(UMockdevIoctlData* arg, bool* sharesMemory)
 {
     std::unique_ptr<UrbRequest> request(new UrbRequest);
     request->m_urbData = resolve(arg, 0, sizeof(usbdevfs_urb));
     if (request->m_urbData == nullptr) return nullptr;
     request->m_hostAddress = request->m_urbData->client_addr;
+    // Before resolving the buffer, which points the copy's buffer field at the local copy.
+    if (sharesMemory != nullptr) *sharesMemory = sameUrbHere(request->m_hostAddress, request->m_urbData->data);
     auto* urb = reinterpret_cast<usbdevfs_urb*>(request->m_urbData->data);
     if (urb->type == USBDEVFS_URB_TYPE_ISO) {
         const int packets = urb->number_of_packets;
@@ -73,17 +86,6 @@ std::unique_ptr<UrbRequest> UrbRequest::inPlace(uintptr_t hostAddress)
     request->m_buffer = static_cast<uint8_t*>(request->m_urb->buffer);
     if (request->m_buffer == nullptr && request->m_urb->buffer_length > 0) return nullptr;
     return request;
-}
-
-bool UrbRequest::hostSharesMemory(const UrbRequest& copy)
-{
-    // process_vm_readv on ourselves reads the address safely (EFAULT instead of a crash
-    // when a host in another process used an address that is not mapped here).
-    usbdevfs_urb local;
-    iovec to{&local, sizeof local};
-    iovec from{reinterpret_cast<void*>(copy.m_hostAddress), sizeof local};
-    if (::process_vm_readv(::getpid(), &to, 1, &from, 1, 0) != ssize_t(sizeof local)) return false;
-    return std::memcmp(&local, copy.m_urb, sizeof local) == 0;
 }
 
 UrbRequest::~UrbRequest()

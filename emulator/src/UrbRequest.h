@@ -14,12 +14,11 @@ namespace orrindale::emulator {
 class UrbRequest {
 public:
     // Copies the URB (with its isochronous packet table) and its buffer out of the host.
-    static std::unique_ptr<UrbRequest> copyFromHost(UMockdevIoctlData* arg);
+    // With `sharesMemory`, also tells whether the host lives in this process: whether the
+    // host's address of the URB holds, here, exactly the URB that was copied.
+    static std::unique_ptr<UrbRequest> copyFromHost(UMockdevIoctlData* arg, bool* sharesMemory = nullptr);
     // Uses the host's URB in place (host in this process only).
     static std::unique_ptr<UrbRequest> inPlace(uintptr_t hostAddress);
-    // True when `hostAddress` in this process holds exactly the URB `copy` shows: the
-    // host lives in this process and can be served in place.
-    static bool hostSharesMemory(const UrbRequest& copy);
 
     UrbRequest(const UrbRequest&) = delete;
     UrbRequest& operator=(const UrbRequest&) = delete;

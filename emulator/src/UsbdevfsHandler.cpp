@@ -324,10 +324,11 @@ void UsbdevfsHandler::submitUrb(UsbdevfsClient& state, UMockdevIoctlClient* clie
     if (state.memory == UsbdevfsClient::Memory::Shared) {
         request = UrbRequest::inPlace(argumentWord(arg));
     } else {
-        request = UrbRequest::copyFromHost(arg);
-        if (request && state.memory == UsbdevfsClient::Memory::Unknown)
-            state.memory = UrbRequest::hostSharesMemory(*request) ? UsbdevfsClient::Memory::Shared
-                                                                  : UsbdevfsClient::Memory::Copied;
+        bool shares = false;
+        const bool probe = state.memory == UsbdevfsClient::Memory::Unknown;
+        request = UrbRequest::copyFromHost(arg, probe ? &shares : nullptr);
+        if (request && probe)
+            state.memory = shares ? UsbdevfsClient::Memory::Shared : UsbdevfsClient::Memory::Copied;
     }
     if (!request) return umockdev_ioctl_client_complete(client, -1, EINVAL);
     usbdevfs_urb& urb = request->urb();
