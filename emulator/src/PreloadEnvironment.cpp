@@ -47,6 +47,32 @@ std::string sanitizerRuntimes()
     return found;
 }
 
+// A sanitizer runtime preloaded into a child such as lsusb would judge that program
+// (and report its leaks); instrumented children load their own runtime and need only
+// not insist on it coming first.
+void leaveSanitizersOutOfChildren()
+{
+    const char* preload = std::getenv("LD_PRELOAD");
+    if (preload == nullptr) return;
+    std::string kept;
+    std::string list = preload;
+    size_t start = 0;
+    while (start <= list.size()) {
+        const size_t end = std::min(list.find(':', start), list.size());
+        const std::string entry = list.substr(start, end - start);
+        if (!entry.empty() && entry.find("/libasan.so") == std::string::npos &&
+            entry.find("/libtsan.so") == std::string::npos)
+            kept += (kept.empty() ? "" : ":") + entry;
+        start = end + 1;
+    }
+    if (kept == list) return;
+    setenv("LD_PRELOAD", kept.c_str(), 1);
+    const char* options = std::getenv("ASAN_OPTIONS");
+    std::string asan = options != nullptr ? options : "";
+    if (asan.find("verify_asan_link_order") == std::string::npos)
+        setenv("ASAN_OPTIONS", (asan.empty() ? "" : asan + ":").append("verify_asan_link_order=0").c_str(), 1);
+}
+
 void raiseOpenFileLimit()
 {
     rlimit limit{};
@@ -71,6 +97,7 @@ bool PreloadEnvironment::ensure(char** argv)
     raiseOpenFileLimit();
     if (active()) {
         unsetenv(kGuard);  // children that drop the preload may re-execute themselves
+        leaveSanitizersOutOfChildren();
         return true;
     }
     if (std::getenv(kGuard) != nullptr) {
