@@ -250,7 +250,7 @@ TEST_F(UsbDeviceTest, BulkDataFlowsBothWaysAndHaltsUntilCleared)
     // A host in this process is recognised and served in place after its first URB.
     const auto stats = device->device()->statistics();
     EXPECT_GE(stats.submitted, 2u);
-    EXPECT_EQ(stats.servedInPlace, stats.submitted - 1);
+    EXPECT_EQ(stats.servedInPlace, TestBedOptions().shareHostMemory ? stats.submitted - 1 : 0u);
 }
 
 TEST_F(UsbDeviceTest, AnInterfaceHasOneOwner)

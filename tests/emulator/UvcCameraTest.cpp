@@ -12,6 +12,7 @@
 
 #include "EmulatedDeviceTest.h"
 #include "GenericUvcCamera.h"
+#include "StreamTiming.h"
 
 using namespace orrindale::emulator;
 
@@ -96,9 +97,11 @@ TEST_F(UvcCameraTest, Yuy2FramesArriveByteExactAtTheCommittedRate)
     Received r;
     stream(r, UVC_FRAME_FORMAT_YUYV, 640, 480, 30, std::chrono::milliseconds(1000));
     EXPECT_EQ(r.bad, 0);
-    EXPECT_GE(r.frames, 27);
-    EXPECT_LE(r.frames, 34);
-    EXPECT_NEAR(rate(r), 30.0, 1.5);
+    if (kRatesAsserted) {
+        EXPECT_GE(r.frames, 27);
+        EXPECT_LE(r.frames, 34);
+        EXPECT_NEAR(rate(r), 30.0, 1.5);
+    }
     const auto committed = camera->committed();
     ASSERT_TRUE(committed.has_value());
     EXPECT_EQ(committed->width, 640);
@@ -109,7 +112,9 @@ TEST_F(UvcCameraTest, Yuy2FramesArriveByteExactAtTheCommittedRate)
     Received again;
     stream(again, UVC_FRAME_FORMAT_YUYV, 320, 240, 15, std::chrono::milliseconds(700));
     EXPECT_EQ(again.bad, 0);
-    EXPECT_NEAR(rate(again), 15.0, 1.5);
+    if (kRatesAsserted) {
+        EXPECT_NEAR(rate(again), 15.0, 1.5);
+    }
     ASSERT_FALSE(again.sequences.empty());
     EXPECT_EQ(again.sequences.front(), 0);
     EXPECT_EQ(camera->commits(), 2u);
@@ -121,7 +126,7 @@ TEST_F(UvcCameraTest, MjpegFramesAreJpegsCarryingTheirSequence)
     ASSERT_TRUE(open(0x0C45, 0x636D));
     Received r;
     stream(r, UVC_FRAME_FORMAT_MJPEG, 1280, 720, 15, std::chrono::milliseconds(500));
-    EXPECT_GE(r.frames, 6);
+    EXPECT_GE(r.frames, kRatesAsserted ? 6 : 1);
     EXPECT_EQ(r.bad, 0);
     const auto jpeg = GenericUvcCamera::expectedFrame(UvcPixelFormat::Mjpeg, 1280, 720, 3);
     ASSERT_GT(jpeg.size(), 100u);
@@ -142,8 +147,10 @@ TEST_F(UvcCameraTest, IsochronousStreamingDeliversTheSameFrames)
     Received r;
     stream(r, UVC_FRAME_FORMAT_YUYV, 320, 240, 30, std::chrono::milliseconds(700));
     EXPECT_EQ(r.bad, 0);
-    EXPECT_GE(r.frames, 15);
-    EXPECT_NEAR(rate(r), 30.0, 2.0);
+    EXPECT_GE(r.frames, kRatesAsserted ? 15 : 1);
+    if (kRatesAsserted) {
+        EXPECT_NEAR(rate(r), 30.0, 2.0);
+    }
     // SET_INTERFACE alt 1 on start, alt 0 on stop.
     int alternates = 0;
     for (const auto& request : camera->device()->controlRecord())
