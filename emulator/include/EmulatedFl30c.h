@@ -15,6 +15,7 @@
 #include "EmulatedUsbDevice.h"
 #include "Fl30cCalibration.h"
 #include "Fl30cCommandSet.h"
+#include "Fl30cScene.h"
 #include "Fl30cTransfer.h"
 #include "UvcDeviceModel.h"
 
@@ -64,6 +65,8 @@ public:
 
     // Ground truth.
     const Fl30cCalibration& calibration() const { return m_calibration; }
+    // What depth/IR pixel (u, v) of an image `width` wide (640, 320, 160) sees.
+    SceneHit groundTruthAt(int u, int v, int width) const;
     // The exact bytes of a transfer of this width and kind for the current firmware.
     std::shared_ptr<const std::vector<uint8_t>> expectedTransfer(int transferWidth, uint8_t kind) const;
     Fl30cTransferBuilder& renderer() const { return *m_builder; }

@@ -55,6 +55,8 @@ public:
     static SceneHit atColourPixel(double u, double v, const CameraIntrinsics& colour, const Fl30cCalibration& calibration);
     // The raw 16-bit depth word of a hit: round(depth_mm * 16), 0 for no depth or beyond range.
     static uint16_t rawDepth(const SceneHit& hit);
+    // Millimetres a host makes of a raw word: (raw >> 4) + ((raw >> 3) & 1).
+    static int hostMillimetres(uint16_t raw) { return (raw >> 4) + ((raw >> 3) & 1); }
 };
 
 }  // namespace orrindale::emulator

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "UsbDeviceModel.h"
-#include "UvcTypes.h"
+#include "UvcModelTypes.h"
 
 namespace orrindale::emulator {
 

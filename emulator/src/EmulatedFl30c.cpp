@@ -188,6 +188,11 @@ std::shared_ptr<const std::vector<uint8_t>> EmulatedFl30c::expectedTransfer(int 
     return m_builder->transfer(transferWidth, size.first, size.second, kind);
 }
 
+SceneHit EmulatedFl30c::groundTruthAt(int u, int v, int width) const
+{
+    return Fl30cScene::atDepthPixel(u, v, m_calibration.depthFor(width, width * 3 / 4));
+}
+
 int EmulatedFl30c::extensionUnitRequest(const ControlSetup& setup, uint8_t* data)
 {
     if (setup.value != Fl30cCommandSet::kValue || setup.length > Fl30cCommandSet::kPayload) return kTransferStall;

@@ -163,6 +163,17 @@ TEST_F(Fl30cStreamTest, TransfersHaveTheLayoutAndArriveByteExactAtTheCommandedRa
     const size_t image = 2560 + mjpegLength;
     const size_t centre = image + 2 * (240 * 640 + 320);
     EXPECT_EQ(first[centre] | first[centre + 1] << 8, 2800 * 16);
+    // Every depth word is the ground truth's, and a host turns it into the millimetres.
+    for (int v = 0; v < 480; v += 37)
+        for (int u = 0; u < 640; u += 41) {
+            const size_t at = image + 2 * (size_t(v) * 640 + size_t(u));
+            const uint16_t raw = uint16_t(first[at] | first[at + 1] << 8);
+            const SceneHit truth = camera->groundTruthAt(u, v, 640);
+            ASSERT_EQ(raw, Fl30cScene::rawDepth(truth)) << u << "," << v;
+            if (raw != 0) {
+                EXPECT_LE(std::abs(Fl30cScene::hostMillimetres(raw) - truth.depthMm), 0.5 + 1.0 / 32);
+            }
+        }
 
     ASSERT_EQ(command(handle, 0x54, "30"), 64);
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
@@ -365,6 +376,23 @@ TEST(Fl30cScene, ColourAndDepthAreRegisteredThroughTheCalibration)
     EXPECT_EQ(front.surface, SceneSurface::Sphere);
     EXPECT_NEAR(front.depthMm, 1450.0, 1e-9);
     EXPECT_EQ(Fl30cScene::rawDepth(front), 1450 * 16);
+}
+
+TEST_F(Fl30cStreamTest, SerialNumberDescriptorIsOptional)
+{
+    Fl30cConfig bare;
+    bare.serialDescriptor.clear();
+    ASSERT_NE(bed().addFl30c(UsbLocation(1, {4}, 5), bare), nullptr);
+    ASSERT_EQ(uvc_init(&m_context, nullptr), UVC_SUCCESS);
+    uvc_device_t* device = nullptr;
+    ASSERT_EQ(uvc_find_device(m_context, &device, 0x3482, 0x6723, nullptr), UVC_SUCCESS);
+    uvc_device_descriptor_t* descriptor = nullptr;
+    ASSERT_EQ(uvc_get_device_descriptor(device, &descriptor), UVC_SUCCESS);
+    EXPECT_EQ(descriptor->serialNumber, nullptr);
+    EXPECT_STREQ(descriptor->product, "Fl30c");
+    EXPECT_STREQ(descriptor->manufacturer, "Orrindale");
+    uvc_free_device_descriptor(descriptor);
+    uvc_unref_device(device);
 }
 
 TEST_F(Fl30cStreamTest, LsusbShowsTheDescriptors)
