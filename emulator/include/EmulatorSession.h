@@ -25,7 +25,7 @@ struct EmulatorSessionOptions {
     std::string firmware;      // firmware version text; empty: the camera's default
 
     // "fl30c" or "fl30c,N" (N from 1 to 16).
-    static std::optional<EmulatorSessionOptions> parse(const std::string& spec);
+    static std::optional<EmulatorSessionOptions> parse(const std::string& text);
 };
 
 class EmulatorSession {

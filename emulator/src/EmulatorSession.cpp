@@ -13,13 +13,13 @@ namespace {
 constexpr int kMaxCameras = 16;
 }
 
-std::optional<EmulatorSessionOptions> EmulatorSessionOptions::parse(const std::string& spec)
+std::optional<EmulatorSessionOptions> EmulatorSessionOptions::parse(const std::string& text)
 {
     EmulatorSessionOptions options;
-    const auto comma = spec.find(',');
-    if (spec.substr(0, comma) != "fl30c") return std::nullopt;
+    const auto comma = text.find(',');
+    if (text.substr(0, comma) != "fl30c") return std::nullopt;
     if (comma == std::string::npos) return options;
-    const std::string count = spec.substr(comma + 1);
+    const std::string count = text.substr(comma + 1);
     char* end = nullptr;
     const long n = std::strtol(count.c_str(), &end, 10);
     if (count.empty() || *end != '\0' || n < 1 || n > kMaxCameras) return std::nullopt;

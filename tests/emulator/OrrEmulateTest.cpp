@@ -53,7 +53,7 @@ TEST(OrrEmulate, AProgramInAnotherProcessStreamsAtTheChosenRate)
     EXPECT_GE(transfers, 27);
 }
 
-TEST(OrrEmulate, SessionSpecsAreChecked)
+TEST(OrrEmulate, SessionOptionsAreChecked)
 {
     EXPECT_EQ(EmulatorSessionOptions::parse("fl30c")->fl30cCount, 1);
     EXPECT_EQ(EmulatorSessionOptions::parse("fl30c,4")->fl30cCount, 4);
