@@ -91,7 +91,10 @@ EmulatedUsbDevice* UsbTestBed::place(const UsbLocation& location, const std::str
     const std::string path = parentPath + "/" + sysfsName;
     m_core->topology().take(location.bus, location.address, sysfsName, hub);
     auto device = std::make_unique<EmulatedUsbDevice>(*m_core, location, path, std::move(model));
-    if (!device->plug()) return nullptr;
+    if (!device->plug()) {
+        m_core->topology().release(location.bus, location.address, sysfsName);
+        return nullptr;
+    }
     m_devices.push_back(std::move(device));
     m_names.push_back(sysfsName);
     m_paths.push_back(path);

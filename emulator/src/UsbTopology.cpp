@@ -22,6 +22,12 @@ void UsbTopology::take(int bus, int address, const std::string& sysfsName, bool 
     m_positions[sysfsName] = hub;
 }
 
+void UsbTopology::release(int bus, int address, const std::string& sysfsName)
+{
+    m_addresses.erase({bus, address});
+    m_positions.erase(sysfsName);
+}
+
 void UsbTopology::moveAddress(int bus, int from, int to)
 {
     m_addresses.erase({bus, from});

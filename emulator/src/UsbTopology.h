@@ -19,6 +19,7 @@ public:
     int lowestFreeAddress(int bus) const;
     int highestFreeAddress(int bus) const;
     void take(int bus, int address, const std::string& sysfsName, bool hub);
+    void release(int bus, int address, const std::string& sysfsName);
     void moveAddress(int bus, int from, int to);
     bool isHub(const std::string& sysfsName) const;
 
