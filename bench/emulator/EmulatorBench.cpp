@@ -1,0 +1,109 @@
+// What the emulated devices cost the tests that use them:
+//  - TestBedSetUp: a fresh test bed with one Fl30c, as every test gets it, and the
+//    same with a libusb context opening the camera (the least a test does);
+//  - Fl30cStream: CPU of this whole process (emulator, libusb and a plain libuvc client)
+//    while a 640 x 642 transfer streams at 30 fps, as a share of one core; the argument
+//    is 1 when the client's memory is served in place (a client in this process, as in
+//    the tests), 0 when it is reached through copies (a client in another process).
+#include <benchmark/benchmark.h>
+#include <libusb.h>
+#include <libuvc/libuvc.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <thread>
+
+#include "EmulatedFl30c.h"
+#include "PreloadEnvironment.h"
+#include "UsbTestBed.h"
+
+using namespace orrindale::emulator;
+
+namespace {
+
+double cpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+void TestBedSetUp(benchmark::State& state)
+{
+    const bool openCamera = state.range(0) != 0;
+    for (auto _ : state) {
+        auto bed = UsbTestBed::create();
+        if (!bed || bed->addFl30c(UsbLocation(1, {4}, 5)) == nullptr) {
+            state.SkipWithError("no test bed");
+            return;
+        }
+        if (openCamera) {
+            libusb_context* context = nullptr;
+            libusb_init(&context);
+            libusb_device_handle* handle = libusb_open_device_with_vid_pid(context, 0x3482, 0x6723);
+            if (handle != nullptr) libusb_close(handle);
+            libusb_exit(context);
+        }
+    }
+}
+BENCHMARK(TestBedSetUp)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+void onFrame(uvc_frame_t*, void* user) { ++*static_cast<std::atomic<int>*>(user); }
+
+void Fl30cStream(benchmark::State& state)
+{
+    TestBedOptions options;
+    options.shareHostMemory = state.range(0) != 0;
+    for (auto _ : state) {
+        auto bed = UsbTestBed::create(options);
+        Fl30cConfig config;
+        config.settings.frameRate = 30;
+        EmulatedFl30c* camera = bed ? bed->addFl30c(UsbLocation(1, {4}, 5), config) : nullptr;
+        uvc_context_t* context = nullptr;
+        uvc_device_t* device = nullptr;
+        uvc_device_handle_t* handle = nullptr;
+        uvc_stream_ctrl_t control;
+        std::atomic<int> frames{0};
+        if (camera == nullptr || uvc_init(&context, nullptr) != UVC_SUCCESS ||
+            uvc_find_device(context, &device, 0x3482, 0x6723, nullptr) != UVC_SUCCESS ||
+            uvc_open(device, &handle) != UVC_SUCCESS ||
+            uvc_get_stream_ctrl_format_size(handle, &control, UVC_FRAME_FORMAT_YUYV, 640, 642, 30) != UVC_SUCCESS ||
+            uvc_start_streaming(handle, &control, onFrame, &frames, 0) != UVC_SUCCESS) {
+            state.SkipWithError("streaming did not start");
+            return;
+        }
+        // Every transfer buffer in use once, then measure a steady stream.
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        const int startFrames = frames;
+        const double startCpu = cpuSeconds();
+        const auto startWall = std::chrono::steady_clock::now();
+        std::this_thread::sleep_for(std::chrono::seconds(4));
+        const double cpu = cpuSeconds() - startCpu;
+        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - startWall).count();
+        const int streamed = frames - startFrames;
+        uvc_stop_streaming(handle);
+        uvc_close(handle);
+        uvc_unref_device(device);
+        uvc_exit(context);
+        state.counters["cpu_percent_of_core"] = 100.0 * cpu / wall;
+        state.counters["fps"] = streamed / wall;
+        state.counters["ioctls_per_transfer"] =
+            double(camera->device()->statistics().ioctls) / double(std::max<uint64_t>(1, camera->framesSent()));
+    }
+}
+BENCHMARK(Fl30cStream)->Arg(1)->Arg(0)->Iterations(1)->Unit(benchmark::kSecond);
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (!PreloadEnvironment::ensure(argv)) return 1;
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

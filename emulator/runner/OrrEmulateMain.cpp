@@ -1,0 +1,112 @@
+// orr-emulate: runs a program with emulated Fl30c cameras attached.
+//
+//   orr-emulate [--fl30c N] [--fps F] [--fw VERSION] -- command args...
+//
+// The cameras live in this process; the command inherits the umockdev preload and
+// UMOCKDEV_DIR, so libusb, libuvc, lsusb or the SDK in it see them as USB devices.
+// Without a command the environment to use is printed and the cameras stay until
+// SIGINT or SIGTERM. The exit status is the command's.
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "EmulatedFl30c.h"
+#include "EmulatedUsbDevice.h"
+#include "EmulatorSession.h"
+#include "PreloadEnvironment.h"
+
+using namespace orrindale::emulator;
+
+namespace {
+
+volatile sig_atomic_t g_signal = 0;
+volatile pid_t g_child = 0;
+
+void forward(int signal)
+{
+    g_signal = signal;
+    if (g_child > 0) kill(g_child, signal);
+}
+
+int usage()
+{
+    std::fprintf(stderr, "usage: orr-emulate [--fl30c N] [--fps F] [--fw VERSION] [-- command args...]\n");
+    return 2;
+}
+
+bool number(const char* text, int low, int high, int& out)
+{
+    char* end = nullptr;
+    const long value = std::strtol(text, &end, 10);
+    if (end == text || *end != '\0' || value < low || value > high) return false;
+    out = int(value);
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    EmulatorSessionOptions options;
+    int command = argc;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        if (arg == "--") {
+            command = i + 1;
+            break;
+        }
+        if (i + 1 >= argc) return usage();
+        if (arg == "--fl30c") {
+            if (!number(argv[++i], 1, 16, options.fl30cCount)) return usage();
+        } else if (arg == "--fps") {
+            if (!number(argv[++i], 1, 60, options.fps)) return usage();
+        } else if (arg == "--fw") {
+            options.firmware = argv[++i];
+        } else {
+            return usage();
+        }
+    }
+    if (!PreloadEnvironment::ensure(argv)) return 1;
+    auto session = EmulatorSession::start(options);
+    if (!session) return 1;
+    for (EmulatedFl30c* camera : session->cameras())
+        std::fprintf(stderr, "orr-emulate: Fl30c %s at bus %03d device %03d (port path %s)\n",
+                     camera->stringDescriptor(3).c_str(), camera->device()->bus(), camera->device()->address(),
+                     camera->device()->location().portPathText().c_str());
+
+    struct sigaction action{};
+    action.sa_handler = forward;
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+
+    if (command >= argc) {
+        std::printf("export UMOCKDEV_DIR=%s\nexport LD_PRELOAD=%s\n", session->directory().c_str(),
+                    std::getenv("LD_PRELOAD"));
+        std::fflush(stdout);
+        while (g_signal == 0) pause();
+        return 0;
+    }
+    const pid_t child = fork();
+    if (child < 0) {
+        std::fprintf(stderr, "orr-emulate: fork failed: %s\n", std::strerror(errno));
+        return 1;
+    }
+    if (child == 0) {
+        execvp(argv[command], argv + command);
+        std::fprintf(stderr, "orr-emulate: cannot run %s: %s\n", argv[command], std::strerror(errno));
+        _exit(127);
+    }
+    g_child = child;
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
+    }
+    session.reset();
+    if (WIFSIGNALED(status)) return 128 + WTERMSIG(status);
+    return WEXITSTATUS(status);
+}

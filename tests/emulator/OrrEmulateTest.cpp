@@ -1,0 +1,66 @@
+// The orr-emulate runner: programs it starts see the emulated cameras as USB devices.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <string>
+
+#include "EmulatorSession.h"
+
+using orrindale::emulator::EmulatorSessionOptions;
+
+namespace {
+
+// Runs a shell command; returns its exit status and standard output.
+int run(const std::string& command, std::string& out)
+{
+    FILE* pipe = popen((command + " 2>/dev/null").c_str(), "r");
+    if (pipe == nullptr) return -1;
+    char line[512];
+    while (std::fgets(line, sizeof line, pipe) != nullptr) out += line;
+    const int status = pclose(pipe);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+int count(const std::string& text, const std::string& what)
+{
+    int n = 0;
+    for (size_t at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+    return n;
+}
+
+TEST(OrrEmulate, CommandsSeeTheCamerasAndTheirStatusComesBack)
+{
+    std::string out;
+    ASSERT_EQ(run(std::string(ORR_EMULATE) + " --fl30c 3 -- lsusb -d 3482:6723", out), 0);
+    EXPECT_EQ(count(out, "ID 3482:6723 Orrindale Fl30c"), 3) << out;
+    std::string ignored;
+    EXPECT_EQ(run(std::string(ORR_EMULATE) + " -- sh -c 'exit 3'", ignored), 3);
+    EXPECT_EQ(run(std::string(ORR_EMULATE) + " --fl30c 0 -- true", ignored), 2);
+    EXPECT_EQ(run(std::string(ORR_EMULATE) + " --fps", ignored), 2);
+}
+
+TEST(OrrEmulate, AProgramInAnotherProcessStreamsAtTheChosenRate)
+{
+    std::string out;
+    ASSERT_EQ(run(std::string(ORR_EMULATE) + " --fps 30 -- " + ORR_STREAM_CLIENT + " 320 564 30 1", out), 0) << out;
+    int transfers = 0;
+    double rate = 0;
+    size_t size = 0;
+    ASSERT_EQ(std::sscanf(out.c_str(), "transfers %d rate %lf size %zu", &transfers, &rate, &size), 3) << out;
+    EXPECT_EQ(size, 360960u);
+    EXPECT_NEAR(rate, 30.0, 2.0);
+    EXPECT_GE(transfers, 27);
+}
+
+TEST(OrrEmulate, SessionOptionsAreChecked)
+{
+    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c")->fl30cCount, 1);
+    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c,4")->fl30cCount, 4);
+    EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,0").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,17").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,2x").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("gm80,1").has_value());
+}
+
+}  // namespace
