@@ -284,6 +284,10 @@ TEST_F(UvcCameraTest, UnplugWhileStreamingEndsTheStreamCleanly)
         std::lock_guard<std::mutex> lock(r.mutex);
         EXPECT_EQ(r.frames, afterUnplug);  // nothing more arrives
     }
-    camera.stop();  // a hang here is caught by the test's time limit
+    orrtest::StdoutCapture out;
+    EXPECT_EQ(camera.stop(), 0);  // a hang here is caught by the test's time limit
     EXPECT_EQ(camera.close(), 0);
+    EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "UvcCamera", "abandonSession",
+                                     "the camera was unplugged: its USB session is kept until the process ends"),
+              1);
 }

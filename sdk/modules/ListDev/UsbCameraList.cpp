@@ -175,17 +175,18 @@ int getDevTtyVidPidByDeviceNode(std::string node, int* vid, int* pid)
         QV_LOGE(node, " is not valid!\n");
         return -1;
     }
-    unsigned value = 0;
+    unsigned vendor = 0, product = 0;
     char rest = 0;
-    if (std::sscanf(modalias.c_str() + 5, "%4x%c", &value, &rest) != 2 || rest != 'p') {
+    if (std::sscanf(modalias.c_str() + 5, "%4x%c", &vendor, &rest) != 2 || rest != 'p') {
         QV_LOGE(node, " failed to read vid!\n");
         return -1;
     }
-    *vid = static_cast<int>(value);
-    if (std::sscanf(modalias.c_str() + 10, "%4x", &value) != 1) {
+    if (std::sscanf(modalias.c_str() + 10, "%4x", &product) != 1) {
         QV_LOGE(node, " failed to read pid!\n");
         return -1;
     }
-    *pid = static_cast<int>(value);
+    // Both or neither: a half-read identity is no identity.
+    *vid = static_cast<int>(vendor);
+    *pid = static_cast<int>(product);
     return 0;
 }

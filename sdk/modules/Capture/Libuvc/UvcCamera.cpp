@@ -47,12 +47,33 @@ UvcCamera::UvcCamera(int vid, int pid, int bus, int address, bool readSerial) : 
 
 UvcCamera::~UvcCamera()
 {
+    if (m_handle != nullptr && deviceGone()) abandonSession();
     if (m_handle != nullptr) {
         if (m_streaming) uvc_stop_streaming(m_handle);
         uvc_close(m_handle);
     }
     if (m_device != nullptr) uvc_unref_device(m_device);
-    if (m_context != nullptr) uvc_exit(m_context);
+    // uvc_exit would close the abandoned handle, and hang with it.
+    if (m_context != nullptr && !m_abandoned) uvc_exit(m_context);
+}
+
+bool UvcCamera::deviceGone() const
+{
+    // Reads libusb's "attached" state without taking the handle's lock.
+    return libusb_kernel_driver_active(uvc_get_libusb_handle(m_handle), 0) == LIBUSB_ERROR_NO_DEVICE;
+}
+
+// libusb 1.0.26 returns from libusb_set_interface_alt_setting with the handle's lock
+// still held when it already saw the device leave; libuvc's stop and close call it and
+// would then wait on that lock forever. So the session of an unplugged device (libuvc
+// context, handle, its idle event thread) is left as it is until the process ends:
+// a bounded cost per unplug, instead of a hung application.
+void UvcCamera::abandonSession()
+{
+    QV_LOGW("the camera was unplugged: its USB session is kept until the process ends");
+    m_abandoned = true;
+    m_handle = nullptr;
+    m_streaming = false;
 }
 
 // libuvc keeps its libusb device private, so the port is read through a short-lived
@@ -109,6 +130,7 @@ int UvcCamera::open()
 
 int UvcCamera::close()
 {
+    if (m_handle != nullptr && deviceGone()) abandonSession();
     if (m_handle != nullptr) {
         if (m_streaming) {
             uvc_stop_streaming(m_handle);
@@ -157,6 +179,10 @@ int UvcCamera::stop()
     if (m_handle == nullptr) {
         QV_LOGE("the camera not opened");
         return -1;
+    }
+    if (deviceGone()) {
+        abandonSession();  // the stream ended with the device
+        return 0;
     }
     // Returns once libuvc's streaming thread has delivered its last frame.
     uvc_stop_streaming(m_handle);

@@ -35,6 +35,10 @@ public:
 
 private:
     void readPortInfo(int bus, int address);
+    // True once libusb knows the device has left (it was unplugged).
+    bool deviceGone() const;
+    // Leaves an unplugged device's libuvc session alone: see abandonSession() in the source.
+    void abandonSession();
 
     uvc_context_t* m_context = nullptr;
     uvc_device_t* m_device = nullptr;
@@ -46,4 +50,5 @@ private:
     std::string m_serial;
     bool m_readSerial = false;
     bool m_streaming = false;
+    bool m_abandoned = false;  // the session of an unplugged device is never torn down
 };
