@@ -1,0 +1,92 @@
+#include <cstring>
+#include <list>
+
+#include "EmulatedDeviceTest.h"
+#include "LogCapture.h"
+#include "PlainUsbDevice.h"
+#include "qv_camera_sdk_api.h"
+
+using namespace orrindale::emulator;
+
+namespace {
+
+class CameraListEmulatedTest : public EmulatedDeviceTest {
+protected:
+    void SetUp() override
+    {
+        EmulatedDeviceTest::SetUp();
+        QV_SDK_Init();
+    }
+    void TearDown() override
+    {
+        QV_SDK_FreeCameraList(list);
+        for (void* h : created) QV_SDK_DestoryCamHandle(h);
+        QV_SDK_Deinit();
+        EmulatedDeviceTest::TearDown();
+    }
+    std::list<void*> list;
+    std::vector<void*> created;
+};
+
+}  // namespace
+
+TEST_F(CameraListEmulatedTest, OneHandlePerCameraWithItsIdentity)
+{
+    ASSERT_NE(bed().addFl30c(UsbLocation(1, {4}, 5)), nullptr);
+    ASSERT_NE(bed().addFl30c(UsbLocation(2, {1, 3}, 8)), nullptr);
+    PlainUsbDeviceConfig other;
+    other.vendorId = 0x1234;
+    other.productId = 0x0001;
+    ASSERT_NE(bed().addPlainDevice(UsbLocation(1, {2}, 6), other), nullptr);
+
+    ASSERT_EQ(QV_SDK_GetCameraList(list), 2);
+    std::vector<QV_CAM_ATTR> attrs;
+    for (void* h : list) {
+        QV_CAM_ATTR a;
+        ASSERT_EQ(QV_SDK_GetCameraAttrs(h, a), 0);
+        attrs.push_back(a);
+        CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
+        EXPECT_EQ(QV_SDK_GetCameraModel(h, model), 0);
+        EXPECT_EQ(model, CAMERA_MODEL_FL30C);
+    }
+    std::sort(attrs.begin(), attrs.end(),
+              [](const QV_CAM_ATTR& a, const QV_CAM_ATTR& b) { return a.attr.usbAttrs.busnum < b.attr.usbAttrs.busnum; });
+    EXPECT_EQ(attrs[0].attr.usbAttrs.vid, 0x3482u);
+    EXPECT_EQ(attrs[0].attr.usbAttrs.pid, 0x6723u);
+    EXPECT_EQ(attrs[0].attr.usbAttrs.dev, 5);
+    EXPECT_STREQ(attrs[0].attr.usbAttrs.ports, "4");
+    EXPECT_EQ(attrs[1].attr.usbAttrs.busnum, 2);
+    EXPECT_EQ(attrs[1].attr.usbAttrs.dev, 8);
+    EXPECT_EQ(attrs[1].attr.usbAttrs.port, 3);
+    EXPECT_STREQ(attrs[1].attr.usbAttrs.ports, "1.3");
+}
+
+TEST_F(CameraListEmulatedTest, HandleForAKnownPositionAndNoneForAnEmptyOne)
+{
+    ASSERT_NE(bed().addFl30c(UsbLocation(1, {4}, 5)), nullptr);
+    ASSERT_NE(bed().addFl30c(UsbLocation(1, {3}, 9)), nullptr);
+    QV_CAM_ATTR wanted;
+    std::memset(&wanted, 0, sizeof wanted);
+    wanted.type = QV_CAM_ATTR_USB;
+    wanted.attr.usbAttrs.busnum = 1;
+    wanted.attr.usbAttrs.dev = 9;
+    void* handle = nullptr;
+    ASSERT_EQ(QV_SDK_CreateCamHandle(handle, &wanted), 0);
+    created.push_back(handle);
+    QV_CAM_ATTR got;
+    ASSERT_EQ(QV_SDK_GetCameraAttrs(handle, got), 0);
+    EXPECT_EQ(got.attr.usbAttrs.vid, 0x3482u);  // filled from enumeration
+    EXPECT_STREQ(got.attr.usbAttrs.ports, "3");
+
+    wanted.attr.usbAttrs.dev = 10;
+    void* none = nullptr;
+    EXPECT_EQ(QV_SDK_CreateCamHandle(none, &wanted), -2);
+}
+
+TEST_F(CameraListEmulatedTest, NothingAttachedIsAnEmptyList)
+{
+    orrtest::StdoutCapture out;
+    EXPECT_EQ(QV_SDK_GetCameraList(list), 0);
+    EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "qv_camera_sdk_api", "QV_SDK_GetCameraList", "No device found !"),
+              1);
+}
