@@ -178,6 +178,18 @@ void addSpeckle(std::vector<Case>& cases, Size s)
                          OrrPost().denoiseDepthImage(work->data(), s.w, s.h, 0, maxSpeckle, maxDiff, 65535);
                      },
                      peer, floor});
+    // The flood-fill core alone, its work area reused (labels cleared with memset).
+    auto floodWork = std::make_shared<std::vector<uint8_t>>(SpeckleFilter::workAreaBytes(scene->size()));
+    cases.push_back({"SpeckleFilter(reused area)", s.label(),
+                     [restore, work, floodWork, s] {
+                         restore();
+                         std::memset(floodWork->data(), 0, floodWork->size());
+                         SpeckleParameters p;
+                         p.maxSpeckleSize = maxSpeckle;
+                         p.maxDiff = maxDiff;
+                         SpeckleFilter::apply(reinterpret_cast<int16_t*>(work->data()), s.w, s.h, p, floodWork->data());
+                     },
+                     peer, floor});
     cases.push_back({"DenoiseFilter", s.label(),
                      [restore, work, s] {
                          restore();

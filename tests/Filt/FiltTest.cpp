@@ -71,7 +71,9 @@ TEST(FiltDenoise, MatchesConnectedComponentReferenceOnScenes)
         int w, h, newVal, maxSpeckle, maxDiff, maxTh;
         uint32_t seed;
     } cases[] = {{160, 120, 0, 50, 8, 65535, 1},   {320, 240, 0, 200, 16, 65535, 2}, {97, 61, 0, 1, 3, 65535, 3},
-                 {64, 48, 100, 30, 8, 3000, 4},      {33, 200, -1, 12, 0, 65535, 5},   {200, 7, 0, 1000, 40, 2500, 6}};
+                 {64, 48, 100, 30, 8, 3000, 4},      {33, 200, -1, 12, 0, 65535, 5},   {200, 7, 0, 1000, 40, 2500, 6},
+                 {130, 50, 0, 20, 30000, 65535, 7}, {1, 300, 0, 3, 8, 65535, 8},      {5, 3, 0, 2, 8, 65535, 9},
+                 {257, 3, 0, 100, 1, 65535, 10}};
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " seed " << c.seed);
         Image d = imagingtest::depthScene(c.w, c.h, c.seed);

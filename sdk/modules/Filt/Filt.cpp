@@ -1,21 +1,31 @@
 #include "Filt.h"
 
+#include <cstddef>
 #include <cstdint>
 
 #include "DepthRegistration.h"
 #include "HoleFilling.h"
+#include "RunSpeckleFilter.h"
 #include "SpeckleFilter.h"
 
 int denoise(short* depth, short newVal, int maxSpeckleSize, short maxDiff, unsigned char* work, int max_th, int,
             int, int width, int height)
 {
     if (depth == nullptr || work == nullptr || width <= 0 || height <= 0) return -1;
+    const std::size_t pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    if (pixels > static_cast<std::size_t>(INT32_MAX)) return -1;
     orrindale::SpeckleParameters params;
     params.newVal = newVal;
     params.maxSpeckleSize = maxSpeckleSize;
     params.maxDiff = maxDiff;
     params.maxDepth = max_th;
-    orrindale::SpeckleFilter::apply(depth, width, height, params, work);
+    // The caller's area is width * height * 13 bytes; the run-based filter fits in it
+    // for every image of more than a few dozen pixels.
+    const std::size_t workBytes = orrindale::SpeckleFilter::workAreaBytes(pixels);
+    if (orrindale::RunSpeckleFilter::fits(width, height, workBytes))
+        orrindale::RunSpeckleFilter::apply(depth, width, height, params, work, workBytes);
+    else
+        orrindale::SpeckleFilter::apply(depth, width, height, params, work);
     return 0;
 }
 
