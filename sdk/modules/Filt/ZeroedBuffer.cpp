@@ -12,10 +12,10 @@ namespace {
 constexpr std::size_t kMapThreshold = 256 * 1024;
 }  // namespace
 
-ZeroedBuffer::ZeroedBuffer(std::size_t bytes)
+ZeroedBuffer::ZeroedBuffer(std::size_t bytes, Use use)
 {
     if (bytes == 0) return;
-    if (bytes >= kMapThreshold) {
+    if (use == Use::kSparse && bytes >= kMapThreshold) {
         void* p = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (p == MAP_FAILED) return;
         m_data = static_cast<uint8_t*>(p);

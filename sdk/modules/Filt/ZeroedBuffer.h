@@ -1,9 +1,11 @@
 // A zero-filled scratch area for one call of an image kernel.
 //
-// Large areas come straight from anonymous memory mappings: the kernel hands out
-// zero pages lazily, so an area of which a kernel touches only a part costs only
-// that part, and a per-frame allocation costs two system calls instead of a
-// memset of the whole area (the C heap keeps recycled blocks and must clear them).
+// Sparse use: large areas come straight from anonymous memory mappings. The kernel
+// hands out zero pages lazily, so an area of which a kernel touches only a little
+// costs two system calls and those pages, instead of a memset of the whole area (the
+// C heap recycles blocks and must clear them).
+// Dense use: the C heap. An area that is touched all over would take one page fault
+// per page from a mapping, which costs more than clearing a recycled heap block.
 #pragma once
 
 #include <cstddef>
@@ -13,9 +15,11 @@ namespace orrindale {
 
 class ZeroedBuffer {
 public:
+    enum class Use { kSparse, kDense };
+
     ZeroedBuffer() = default;
     // Allocates `bytes` zeroed bytes; on failure (or bytes == 0) data() is null.
-    explicit ZeroedBuffer(std::size_t bytes);
+    explicit ZeroedBuffer(std::size_t bytes, Use use = Use::kSparse);
     ~ZeroedBuffer();
 
     ZeroedBuffer(const ZeroedBuffer&) = delete;

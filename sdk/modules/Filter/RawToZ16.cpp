@@ -30,30 +30,27 @@ void RawToZ16::shiftWordsScalar(uint16_t* words, std::size_t count, uint32_t shi
 
 void RawToZ16::shiftWords(uint16_t* words, std::size_t count, uint32_t shift)
 {
+    const uint32_t s = shift & 31u;
+    // Shift 0 adds (d >> 31) & 1 = 0: nothing changes.
+    if (s == 0) return;
     std::size_t i = 0;
+    // With x = d >> (s - 1): (d >> s) + (x & 1) = (x + 1) >> 1, which the rounding
+    // average of x and 0 computes without overflow.
 #if defined(ORR_SIMD_SSE2)
-    // psrlw yields 0 for counts above 15, as the 32-bit scalar shift of a word does.
-    const __m128i s = _mm_cvtsi32_si128(static_cast<int>(shift & 31u));
-    const __m128i r = _mm_cvtsi32_si128(static_cast<int>((shift - 1u) & 31u));
-    const __m128i one = _mm_set1_epi16(1);
+    const __m128i r = _mm_cvtsi32_si128(static_cast<int>(s - 1));  // counts above 15 give 0
+    const __m128i zero = _mm_setzero_si128();
     for (; i + 16 <= count; i += 16) {
         auto* p = reinterpret_cast<__m128i*>(words + i);
-        const __m128i a = _mm_loadu_si128(p);
-        const __m128i b = _mm_loadu_si128(p + 1);
-        _mm_storeu_si128(p, _mm_add_epi16(_mm_srl_epi16(a, s), _mm_and_si128(_mm_srl_epi16(a, r), one)));
-        _mm_storeu_si128(p + 1, _mm_add_epi16(_mm_srl_epi16(b, s), _mm_and_si128(_mm_srl_epi16(b, r), one)));
+        _mm_storeu_si128(p, _mm_avg_epu16(_mm_srl_epi16(_mm_loadu_si128(p), r), zero));
+        _mm_storeu_si128(p + 1, _mm_avg_epu16(_mm_srl_epi16(_mm_loadu_si128(p + 1), r), zero));
     }
 #elif defined(ORR_SIMD_NEON)
-    // A negative count shifts right; counts of 16 or more give 0.
-    const int16x8_t s = vdupq_n_s16(static_cast<int16_t>(-static_cast<int>(shift & 31u)));
-    const int16x8_t r = vdupq_n_s16(static_cast<int16_t>(-static_cast<int>((shift - 1u) & 31u)));
-    const uint16x8_t one = vdupq_n_u16(1);
+    // Rounding shift right by s, with the rounding addition done in wider precision.
+    const int16x8_t negShift = vdupq_n_s16(static_cast<int16_t>(-static_cast<int>(s)));
     for (; i + 16 <= count; i += 16) {
         auto* p = reinterpret_cast<uint8_t*>(words + i);
-        const uint16x8_t a = vreinterpretq_u16_u8(vld1q_u8(p));
-        const uint16x8_t b = vreinterpretq_u16_u8(vld1q_u8(p + 16));
-        vst1q_u8(p, vreinterpretq_u8_u16(vaddq_u16(vshlq_u16(a, s), vandq_u16(vshlq_u16(a, r), one))));
-        vst1q_u8(p + 16, vreinterpretq_u8_u16(vaddq_u16(vshlq_u16(b, s), vandq_u16(vshlq_u16(b, r), one))));
+        vst1q_u8(p, vreinterpretq_u8_u16(vrshlq_u16(vreinterpretq_u16_u8(vld1q_u8(p)), negShift)));
+        vst1q_u8(p + 16, vreinterpretq_u8_u16(vrshlq_u16(vreinterpretq_u16_u8(vld1q_u8(p + 16)), negShift)));
     }
 #endif
     shiftWordsScalar(words + i, count - i, shift);

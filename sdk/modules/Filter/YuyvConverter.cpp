@@ -14,64 +14,59 @@ inline uint8_t clampByte(int v) { return static_cast<uint8_t>(v < 0 ? 0 : (v > 2
 // and every intermediate fits in a signed 16-bit word.
 
 #if defined(ORR_SIMD_SSE2)
-// 16 pixels (32 bytes in) to 48 bytes out.
-// The last store writes 4 bytes past the 48: the caller leaves that room.
+// 16 pixels (32 bytes in) to 48 bytes out, even and odd pixels of the 8 pairs in
+// separate registers so that the pair terms need no duplication.
+// The last store writes 2 bytes past the 48: the caller leaves that room.
 inline void convert16(const uint8_t* in, uint8_t* out)
 {
     const __m128i in0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in));
     const __m128i in1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + 16));
-    const __m128i lowByte = _mm_set1_epi16(0x00FF);
-    const __m128i c16 = _mm_set1_epi16(16);
-    const __m128i c128 = _mm_set1_epi16(128);
-    const __m128i c0 = _mm_sub_epi16(_mm_and_si128(in0, lowByte), c16);  // C of pixels 0..7
-    const __m128i c1 = _mm_sub_epi16(_mm_and_si128(in1, lowByte), c16);  // C of pixels 8..15
-    const __m128i byte1 = _mm_set1_epi32(0xFF);
-    const __m128i u = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(in0, 8), byte1),
-                                      _mm_and_si128(_mm_srli_epi32(in1, 8), byte1));
+    const __m128i byteMask = _mm_set1_epi32(0xFF);
+    // Y even, U, Y odd, V of the 8 pairs as 16-bit lanes.
+    const __m128i ye = _mm_packs_epi32(_mm_and_si128(in0, byteMask), _mm_and_si128(in1, byteMask));
+    const __m128i u = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(in0, 8), byteMask),
+                                      _mm_and_si128(_mm_srli_epi32(in1, 8), byteMask));
+    const __m128i yo = _mm_packs_epi32(_mm_and_si128(_mm_srli_epi32(in0, 16), byteMask),
+                                       _mm_and_si128(_mm_srli_epi32(in1, 16), byteMask));
     const __m128i v = _mm_packs_epi32(_mm_srli_epi32(in0, 24), _mm_srli_epi32(in1, 24));
-    const __m128i d = _mm_sub_epi16(u, c128);  // one lane per pixel pair
-    const __m128i e = _mm_sub_epi16(v, c128);
-
-    const __m128i tB = _mm_add_epi16(_mm_slli_epi16(d, 2), c128);
-    const __m128i tG = _mm_add_epi16(
-        _mm_add_epi16(_mm_mullo_epi16(d, _mm_set1_epi16(-100)), _mm_mullo_epi16(e, _mm_set1_epi16(48))), c128);
-    const __m128i tR = _mm_add_epi16(_mm_mullo_epi16(e, _mm_set1_epi16(-103)), c128);
-    const __m128i iB = _mm_add_epi16(d, d);
-    const __m128i iG = _mm_sub_epi16(_mm_setzero_si128(), e);
-    const __m128i iR = _mm_add_epi16(e, e);
-
-    const __m128i k0 = _mm_mullo_epi16(c0, _mm_set1_epi16(42));
-    const __m128i k1 = _mm_mullo_epi16(c1, _mm_set1_epi16(42));
+    // The offsets of C = Y - 16, D = U - 128 and E = V - 128 folded into the pair terms:
+    // with k = 42 Y, B = Y + iB + ((k + tB) >> 8), iB = 2D - 16, tB = 4D + 128 - 42 * 16.
+    auto set = [](int x) { return _mm_set1_epi16(static_cast<short>(x)); };
+    const __m128i tB = _mm_add_epi16(_mm_slli_epi16(u, 2), set(-1056));
+    const __m128i tG = _mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(u, set(-100)), _mm_mullo_epi16(v, set(48))),
+                                     set(6112));
+    const __m128i tR = _mm_add_epi16(_mm_mullo_epi16(v, set(-103)), set(12640));
+    const __m128i iB = _mm_add_epi16(_mm_add_epi16(u, u), set(-272));
+    const __m128i iG = _mm_sub_epi16(set(112), v);
+    const __m128i iR = _mm_add_epi16(_mm_add_epi16(v, v), set(-272));
+    const __m128i ke = _mm_mullo_epi16(ye, set(42));
+    const __m128i ko = _mm_mullo_epi16(yo, set(42));
+    // Bytes: even pixels in the low half, odd pixels in the high half.
     auto channel = [&](__m128i t, __m128i i) {
-        // Pair terms duplicated to both pixels of their pair.
-        const __m128i lo = _mm_add_epi16(_mm_add_epi16(c0, _mm_unpacklo_epi16(i, i)),
-                                         _mm_srai_epi16(_mm_add_epi16(k0, _mm_unpacklo_epi16(t, t)), 8));
-        const __m128i hi = _mm_add_epi16(_mm_add_epi16(c1, _mm_unpackhi_epi16(i, i)),
-                                         _mm_srai_epi16(_mm_add_epi16(k1, _mm_unpackhi_epi16(t, t)), 8));
-        return _mm_packus_epi16(lo, hi);
+        const __m128i even = _mm_add_epi16(_mm_add_epi16(ye, i), _mm_srai_epi16(_mm_add_epi16(ke, t), 8));
+        const __m128i odd = _mm_add_epi16(_mm_add_epi16(yo, i), _mm_srai_epi16(_mm_add_epi16(ko, t), 8));
+        return _mm_packus_epi16(even, odd);
     };
     const __m128i b = channel(tB, iB);
     const __m128i g = channel(tG, iG);
     const __m128i r = channel(tR, iR);
 
-    // Interleave to B G R 0 per 32-bit lane, then squeeze out the zero bytes.
+    // Per pair k the six bytes B G | R B | G R as three 16-bit words w0, w1, w2.
     const __m128i zero = _mm_setzero_si128();
-    const __m128i bgLo = _mm_unpacklo_epi8(b, g);
-    const __m128i bgHi = _mm_unpackhi_epi8(b, g);
-    const __m128i rLo = _mm_unpacklo_epi8(r, zero);
-    const __m128i rHi = _mm_unpackhi_epi8(r, zero);
-    const __m128i px[4] = {_mm_unpacklo_epi16(bgLo, rLo), _mm_unpackhi_epi16(bgLo, rLo),
-                           _mm_unpacklo_epi16(bgHi, rHi), _mm_unpackhi_epi16(bgHi, rHi)};
-    const __m128i firstPixel = _mm_set1_epi64x(0x0000000000FFFFFFLL);
-    const __m128i secondPixel = _mm_set1_epi64x(0x0000FFFFFF000000LL);
-    const __m128i upperSix = _mm_set_epi64x(0x00000000FFFFFFFFLL, static_cast<long long>(0xFFFF000000000000ULL));
+    const __m128i w0 = _mm_unpacklo_epi8(b, g);                     // Be Ge
+    const __m128i w1 = _mm_unpacklo_epi8(r, _mm_srli_si128(b, 8));  // Re Bo
+    const __m128i w2 = _mm_unpackhi_epi8(g, r);                     // Go Ro
+    const __m128i w01Lo = _mm_unpacklo_epi16(w0, w1);
+    const __m128i w01Hi = _mm_unpackhi_epi16(w0, w1);
+    const __m128i w2Lo = _mm_unpacklo_epi16(w2, zero);
+    const __m128i w2Hi = _mm_unpackhi_epi16(w2, zero);
+    // Each 64-bit lane: one pair's six bytes and two zero bytes.
+    const __m128i q[4] = {_mm_unpacklo_epi32(w01Lo, w2Lo), _mm_unpackhi_epi32(w01Lo, w2Lo),
+                          _mm_unpacklo_epi32(w01Hi, w2Hi), _mm_unpackhi_epi32(w01Hi, w2Hi)};
     for (int k = 0; k < 4; ++k) {
-        // Per 64-bit lane: two pixels in bytes 0..5; then both lanes' six bytes side by side.
-        const __m128i q = _mm_or_si128(_mm_and_si128(px[k], firstPixel),
-                                       _mm_and_si128(_mm_srli_epi64(px[k], 8), secondPixel));
-        const __m128i twelve = _mm_or_si128(_mm_move_epi64(q), _mm_and_si128(_mm_srli_si128(q, 2), upperSix));
-        // 16-byte stores 12 bytes apart: each overwrites the 4 spare bytes of the one before.
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 12 * k), twelve);
+        // 8-byte stores 6 bytes apart: each overwrites the 2 spare bytes of the one before.
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 12 * k), q[k]);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(out + 12 * k + 6), _mm_srli_si128(q[k], 8));
     }
 }
 #elif defined(ORR_SIMD_NEON)

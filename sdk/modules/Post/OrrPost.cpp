@@ -64,13 +64,16 @@ int OrrPost::denoiseDepthImage(unsigned short* data, unsigned int width, unsigne
     }
     if (width == 0 || height == 0) return 0;
     const std::size_t pixels = static_cast<std::size_t>(width) * height;
-    ZeroedBuffer work(orrindale::SpeckleFilter::workAreaBytes(pixels));
+    const bool library = width < kLibraryDenoiseLimit && height < kLibraryDenoiseLimit;
+    // The built-in filter labels every pixel; the library touches little of its area.
+    ZeroedBuffer work(orrindale::SpeckleFilter::workAreaBytes(pixels),
+                      library ? ZeroedBuffer::Use::kSparse : ZeroedBuffer::Use::kDense);
     if (!work) {
         QV_LOGE("malloc memory failed");
         return -2;
     }
     auto* depth = reinterpret_cast<short*>(data);
-    if (width < kLibraryDenoiseLimit && height < kLibraryDenoiseLimit) {
+    if (library) {
         const int ret = denoise(depth, newVal, maxSpeckleSize, static_cast<short>(maxDiff), work.data(), max_th, 0,
                                 0, static_cast<int>(width), static_cast<int>(height));
         if (ret < 0) {
@@ -165,15 +168,16 @@ int OrrPost::alignDepth(CAM_FRAME& depth, CAM_FRAME& depthDst, ir_rgb_Parameter&
         return -1;
     }
     const std::size_t dstPixels = static_cast<std::size_t>(depthDst.width) * depthDst.height;
-    ZeroedBuffer registered(dstPixels * sizeof(uint16_t));
-    if (dstPixels != 0 && !registered) {
+    // Not cleared: the registration writes every word of it.
+    auto registered = allocate<short>(dstPixels + 1);
+    if (!registered) {
         QV_LOGE("malloc memory failed");
         return -2;
     }
     CAM_FRAME target = depthDst;
-    target.data = registered.data();
+    target.data = reinterpret_cast<unsigned char*>(registered.get());
     if (depthimg2Rgb(depth, target, calib) != 0) return -3;
-    if (dilate_lite_depth(registered.as<short>(), reinterpret_cast<short*>(depthDst.data),
+    if (dilate_lite_depth(registered.get(), reinterpret_cast<short*>(depthDst.data),
                           static_cast<int>(depthDst.width), static_cast<int>(depthDst.height)) != 0)
         return -4;
     return 0;
@@ -205,22 +209,31 @@ int OrrPost::fastMedianFilter(unsigned short* data, int width, int height)
         return -1;
     }
     if (height < 3) return 0;
-    // In place: the originals of the row above and of the current row are kept aside,
-    // which gives fastMedianBlur's result without a whole-image temporary.
+    // In place: the originals of the rows that the output overwrites are kept aside
+    // (three rows), which gives fastMedianBlur's result without a whole-image temporary.
     const std::size_t w = static_cast<std::size_t>(width);
-    auto saved = allocate<uint16_t>(2 * w + 1);
+    auto saved = allocate<uint16_t>(3 * w + 1);
     if (!saved) {
         QV_LOGE("malloc memory failed");
         return -1;
     }
-    uint16_t* above = saved.get();
-    uint16_t* current = saved.get() + w;
+    uint16_t* above = saved.get();         // original of row r - 1
+    uint16_t* current = saved.get() + w;   // original of row r
+    uint16_t* next = saved.get() + 2 * w;  // original of row r + 1
     std::memcpy(above, data, w * sizeof(uint16_t));
-    for (int r = 1; r <= height - 2; ++r) {
+    using orrindale::MedianRows;
+    int r = 1;
+    for (; r + 1 <= height - 2; r += 2) {
         uint16_t* row = data + r * w;
         std::memcpy(current, row, w * sizeof(uint16_t));
-        orrindale::MedianRows::row(above, current, row + w, row, width);
-        std::swap(above, current);
+        std::memcpy(next, row + w, w * sizeof(uint16_t));
+        MedianRows::rowPair(above, current, next, row + 2 * w, row, row + w, width);
+        std::swap(above, next);
+    }
+    if (r <= height - 2) {
+        uint16_t* row = data + r * w;
+        std::memcpy(current, row, w * sizeof(uint16_t));
+        MedianRows::row(above, current, row + w, row, width);
     }
     return 0;
 }
