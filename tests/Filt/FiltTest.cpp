@@ -65,20 +65,47 @@ int runDenoise(Image& d, int w, int h, int newVal, int maxSpeckle, int maxDiff, 
 
 }  // namespace
 
+namespace {
+
+struct SceneCase {
+    int w, h, newVal, maxSpeckle, maxDiff, maxTh;
+    uint32_t seed;
+};
+
+const SceneCase kSceneCases[] = {
+    {160, 120, 0, 50, 8, 65535, 1},  {320, 240, 0, 200, 16, 65535, 2}, {97, 61, 0, 1, 3, 65535, 3},
+    {64, 48, 100, 30, 8, 3000, 4},   {33, 200, -1, 12, 0, 65535, 5},   {200, 7, 0, 1000, 40, 2500, 6},
+    {130, 50, 0, 20, 30000, 65535, 7}, {1, 300, 0, 3, 8, 65535, 8},    {5, 3, 0, 2, 8, 65535, 9},
+    {257, 3, 0, 100, 1, 65535, 10},  {128, 64, 0, 40, -1, 65535, 11},  {64, 1, 0, 5, 4, 65535, 12}};
+
+}  // namespace
+
+// denoise() finds regions as runs; the flood fill (the built-in filter of large images)
+// grows them pixel by pixel: both must give the reference's result.
 TEST(FiltDenoise, MatchesConnectedComponentReferenceOnScenes)
 {
-    const struct {
-        int w, h, newVal, maxSpeckle, maxDiff, maxTh;
-        uint32_t seed;
-    } cases[] = {{160, 120, 0, 50, 8, 65535, 1},   {320, 240, 0, 200, 16, 65535, 2}, {97, 61, 0, 1, 3, 65535, 3},
-                 {64, 48, 100, 30, 8, 3000, 4},      {33, 200, -1, 12, 0, 65535, 5},   {200, 7, 0, 1000, 40, 2500, 6},
-                 {130, 50, 0, 20, 30000, 65535, 7}, {1, 300, 0, 3, 8, 65535, 8},      {5, 3, 0, 2, 8, 65535, 9},
-                 {257, 3, 0, 100, 1, 65535, 10}};
-    for (const auto& c : cases) {
+    for (const auto& c : kSceneCases) {
         SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " seed " << c.seed);
         Image d = imagingtest::depthScene(c.w, c.h, c.seed);
         const Image expected = referenceDespeckle(d, c.w, c.h, c.newVal, c.maxSpeckle, c.maxDiff, c.maxTh);
         ASSERT_EQ(runDenoise(d, c.w, c.h, c.newVal, c.maxSpeckle, c.maxDiff, c.maxTh), 0);
+        EXPECT_EQ(d, expected);
+    }
+}
+
+TEST(FiltDenoise, FloodFillMatchesTheReferenceToo)
+{
+    for (const auto& c : kSceneCases) {
+        SCOPED_TRACE(testing::Message() << c.w << "x" << c.h << " seed " << c.seed);
+        Image d = imagingtest::depthScene(c.w, c.h, c.seed);
+        const Image expected = referenceDespeckle(d, c.w, c.h, c.newVal, c.maxSpeckle, c.maxDiff, c.maxTh);
+        std::vector<uint8_t> work(orrindale::SpeckleFilter::workAreaBytes(d.size()), 0);
+        orrindale::SpeckleParameters p;
+        p.newVal = static_cast<int16_t>(c.newVal);
+        p.maxSpeckleSize = c.maxSpeckle;
+        p.maxDiff = c.maxDiff;
+        p.maxDepth = c.maxTh;
+        orrindale::SpeckleFilter::apply(reinterpret_cast<int16_t*>(d.data()), c.w, c.h, p, work.data());
         EXPECT_EQ(d, expected);
     }
 }

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 
+#include "JoinMasks.h"
+
 namespace orrindale {
 
 namespace {
@@ -10,13 +12,6 @@ struct StackEntry {
     int32_t x;
     int32_t y;
 };
-
-void clearBeyondDepth(int16_t* depth, std::size_t count, int32_t maxDepth)
-{
-    if (maxDepth >= 65535) return;
-    for (std::size_t i = 0; i < count; ++i)
-        if (static_cast<int32_t>(static_cast<uint16_t>(depth[i])) > maxDepth) depth[i] = 0;
-}
 
 }  // namespace
 
@@ -28,7 +23,7 @@ void SpeckleFilter::apply(int16_t* depth, int width, int height, const SpecklePa
     auto* stack = reinterpret_cast<StackEntry*>(work + pixels * sizeof(int32_t));
     uint8_t* regionType = work + pixels * (sizeof(int32_t) + sizeof(StackEntry));
 
-    clearBeyondDepth(depth, pixels, params.maxDepth);
+    JoinMasks::clearBeyond(depth, pixels, params.maxDepth);
 
     const int newVal = params.newVal;
     const int maxDiff = params.maxDiff;
