@@ -3,6 +3,7 @@
 // kernel writes as the physical floor. Ends with a table of ratios.
 //
 //   imaging_bench [google benchmark flags]   time every kernel
+//   imaging_bench --peer-baseline            the same with OpenCV's run-time dispatch off
 //   imaging_bench --list                     list the kernel/role/size names
 //   imaging_bench --instructions=NAME        run NAME 5 times with callgrind collection
 //                                            on (see count-instructions.sh)
@@ -15,9 +16,11 @@
 #include <opencv2/imgproc.hpp>
 #include <opencv2/rgbd.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -39,6 +42,16 @@ using namespace orrindale;
 namespace {
 
 using Run = std::function<void()>;
+
+// Kernels to set up (all when empty): the setup of one kernel is all a callgrind run needs.
+std::string g_onlyKernel;
+bool wanted(std::initializer_list<const char*> kernels)
+{
+    if (g_onlyKernel.empty()) return true;
+    for (const char* k : kernels)
+        if (g_onlyKernel == k) return true;
+    return false;
+}
 
 // One kernel at one size: our implementation, the peer, and the floor.
 struct Case {
@@ -127,6 +140,7 @@ std::vector<uint8_t> jpegScene(int w, int h)
 
 void addYuyv(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"YuyvToBgr"})) return;
     auto in = std::make_shared<std::vector<uint8_t>>(yuyvScene(s.w, s.h));
     auto out = std::make_shared<std::vector<uint8_t>>();
     auto peer = std::make_shared<cv::Mat>();
@@ -143,6 +157,7 @@ void addYuyv(std::vector<Case>& cases, Size s)
 
 void addMedian(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"fastMedianBlur"})) return;
     auto in = std::make_shared<std::vector<uint16_t>>(imagingtest::depthScene(s.w, s.h, 92));
     auto out = std::make_shared<std::vector<uint16_t>>(in->size());
     auto peer = std::make_shared<cv::Mat>();
@@ -155,6 +170,7 @@ void addMedian(std::vector<Case>& cases, Size s)
 // In-place speckle filters: each run first restores the input (a memcpy, the floor row).
 void addSpeckle(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"denoiseDepthImage", "SpeckleFilter(reused area)", "DenoiseFilter"})) return;
     imagingtest::SceneOptions options;
     options.speckles = s.w * s.h / 300;
     options.maxSpeckleSide = 8;
@@ -201,6 +217,7 @@ void addSpeckle(std::vector<Case>& cases, Size s)
 
 void addPointCloud(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"Z16ToXYZ32", "depthToPointcloud"})) return;
     auto depth = std::make_shared<std::vector<uint16_t>>(imagingtest::depthScene(s.w, s.h, 94));
     auto out = std::make_shared<std::vector<float>>();
     auto peer = std::make_shared<cv::Mat>();
@@ -228,6 +245,7 @@ void addPointCloud(std::vector<Case>& cases, Size s)
 
 void addRegistration(std::vector<Case>& cases)
 {
+    if (!wanted({"depth2RGB", "alignDepth", "RegisterTo"})) return;
     const Size in{640, 480}, out{1280, 720};
     auto depth = std::make_shared<std::vector<uint16_t>>(imagingtest::depthScene(in.w, in.h, 95));
     auto registered = std::make_shared<std::vector<uint16_t>>(static_cast<std::size_t>(out.w) * out.h);
@@ -267,6 +285,7 @@ void addRegistration(std::vector<Case>& cases)
 
 void addRawShift(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"processDepthImageRawData"})) return;
     auto raw = std::make_shared<std::vector<uint16_t>>(imagingtest::randomWords(static_cast<std::size_t>(s.w) * s.h, 96));
     cases.push_back({"processDepthImageRawData", s.label(),
                      [raw, s] {
@@ -279,6 +298,7 @@ void addRawShift(std::vector<Case>& cases, Size s)
 
 void addJpeg(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"mjpgToRGB24"})) return;
     auto jpeg = std::make_shared<std::vector<uint8_t>>(jpegScene(s.w, s.h));
     auto out = std::make_shared<std::vector<uint8_t>>(static_cast<std::size_t>(s.w) * s.h * 3);
     auto tj = std::shared_ptr<void>(tjInitDecompress(), [](void* h) { tjDestroy(h); });
@@ -301,6 +321,7 @@ void addJpeg(std::vector<Case>& cases, Size s)
 // (both allocated and freed, nothing touched).
 void addWorkArea(std::vector<Case>& cases, Size s)
 {
+    if (!wanted({"workArea13"})) return;
     const std::size_t bytes = SpeckleFilter::workAreaBytes(static_cast<std::size_t>(s.w) * s.h);
     cases.push_back({"workArea13", s.label(),
                      [bytes] {
@@ -342,7 +363,7 @@ public:
         for (const auto& r : runs) {
             if (r.error_occurred || r.run_type != Run::RT_Iteration) continue;
             // Per-frame microseconds (time unit set to microseconds below).
-            m_times[r.benchmark_name()] = r.GetAdjustedRealTime();
+            m_times[r.run_name.str()].push_back(r.GetAdjustedRealTime());
         }
     }
     void Finalize() override
@@ -368,13 +389,17 @@ public:
     }
 
 private:
+    // The median of the repetitions.
     double find(const std::string& name) const
     {
         const auto it = m_times.find(name);
-        return it == m_times.end() ? -1.0 : it->second;
+        if (it == m_times.end() || it->second.empty()) return -1.0;
+        std::vector<double> t = it->second;
+        std::sort(t.begin(), t.end());
+        return t[t.size() / 2];
     }
     const std::vector<Case>& m_cases;
-    std::map<std::string, double> m_times;
+    std::map<std::string, std::vector<double>> m_times;
 };
 
 void registerAll(const std::vector<Case>& cases)
@@ -417,16 +442,33 @@ int main(int argc, char** argv)
 {
     // Single-threaded peers: the targets compare one core with one core.
     cv::setNumThreads(1);
-    const std::vector<Case> cases = makeCases();
+    std::string instructionsOf;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        if (arg == "--list") {
+        // OpenCV without its run-time dispatch (AVX2/AVX-512): its baseline SIMD only.
+        if (arg == "--peer-baseline") cv::setUseOptimized(false);
+        if (arg.rfind("--instructions=", 0) == 0) {
+            instructionsOf = arg.substr(15);
+            g_onlyKernel = instructionsOf.substr(0, instructionsOf.find('/'));
+        }
+    }
+    const std::vector<Case> cases = makeCases();
+    if (!instructionsOf.empty()) return countInstructions(cases, instructionsOf);
+    for (int i = 1; i < argc; ++i) {
+        if (std::string(argv[i]) == "--list") {
             for (const Case& c : cases)
-                for (const char* role : {"ours", "peer", "floor"}) std::printf("%s\n", nameOf(c, role).c_str());
+                for (const char* role : {"ours", "peer", "floor"})
+                    if ((role == std::string("peer") ? c.peer : role == std::string("floor") ? c.floor : c.ours))
+                        std::printf("%s\n", nameOf(c, role).c_str());
             return 0;
         }
-        if (arg.rfind("--instructions=", 0) == 0) return countInstructions(cases, arg.substr(15));
     }
+    std::printf("OpenCV %s, CPU features in use: %s\n", CV_VERSION, cv::getCPUFeaturesLine().c_str());
+    // Google Benchmark must not see our own flags.
+    int kept = 1;
+    for (int i = 1; i < argc; ++i)
+        if (std::string(argv[i]) != "--peer-baseline") argv[kept++] = argv[i];
+    argc = kept;
     registerAll(cases);
     benchmark::Initialize(&argc, argv);
     RatioReporter reporter(cases);

@@ -127,6 +127,48 @@ int projectRowVector(const uint16_t* row, int width, const RowTerms& b, const De
     }
     return u;
 }
+#elif defined(ORR_SIMD_NEON)
+// Four pixels at a time up to the projection, as the SSE2 path (vcvtnq rounds to
+// nearest even, as lrint).
+int projectRowVector(const uint16_t* row, int width, const RowTerms& b, const DepthRegistration::Projection& pr,
+                     uint16_t* depthOut, int outWidth, int outHeight)
+{
+    const float32x4_t c0x = vdupq_n_f32(pr.column0[0]), c0y = vdupq_n_f32(pr.column0[1]);
+    const float32x4_t c0z = vdupq_n_f32(pr.column0[2]);
+    const float32x4_t bx = vdupq_n_f32(b.baseX), by = vdupq_n_f32(b.baseY), bz = vdupq_n_f32(b.baseZ);
+    const float32x4_t ox = vdupq_n_f32(pr.offset[0]), oy = vdupq_n_f32(pr.offset[1]), oz = vdupq_n_f32(pr.offset[2]);
+    const float32x4_t zMin = vdupq_n_f32(0.5f), zMax = vdupq_n_f32(65535.5f), one = vdupq_n_f32(1.0f);
+    const float32x4_t minusOne = vdupq_n_f32(-1.0f), zero = vdupq_n_f32(0.0f);
+    const float32x4_t limitX = vdupq_n_f32(static_cast<float>(outWidth) + 1.0f);
+    const float32x4_t limitY = vdupq_n_f32(static_cast<float>(outHeight) + 1.0f);
+    const float32x4_t four = vdupq_n_f32(4.0f);
+    const float init[4] = {0.0f, 1.0f, 2.0f, 3.0f};
+    float32x4_t fu = vld1q_f32(init);
+    // Separate multiply and add, as in the scalar path (no fused multiply-add).
+    auto mulAdd = [](float32x4_t a, float32x4_t m, float32x4_t c) { return vaddq_f32(vmulq_f32(a, m), c); };
+    int u = 0;
+    for (; u + 4 <= width; u += 4, fu = vaddq_f32(fu, four)) {
+        const float32x4_t z = vcvtq_f32_u32(vmovl_u16(vld1_u16(row + u)));
+        const float32x4_t pz = mulAdd(z, mulAdd(c0z, fu, bz), oz);
+        uint32x4_t keep = vandq_u32(vcgtq_f32(z, zero), vandq_u32(vcgtq_f32(pz, zMin), vcltq_f32(pz, zMax)));
+        if (vmaxvq_u32(keep) == 0) continue;
+        const float32x4_t inv = vdivq_f32(one, pz);
+        const float32x4_t x = vmulq_f32(mulAdd(z, mulAdd(c0x, fu, bx), ox), inv);
+        const float32x4_t y = vmulq_f32(mulAdd(z, mulAdd(c0y, fu, by), oy), inv);
+        keep = vandq_u32(keep, vandq_u32(vandq_u32(vcgtq_f32(x, minusOne), vcltq_f32(x, limitX)),
+                                         vandq_u32(vcgtq_f32(y, minusOne), vcltq_f32(y, limitY))));
+        if (vmaxvq_u32(keep) == 0) continue;
+        int32_t px[4], py[4], pzq[4];
+        uint32_t mask[4];
+        vst1q_s32(px, vcvtnq_s32_f32(x));
+        vst1q_s32(py, vcvtnq_s32_f32(y));
+        vst1q_s32(pzq, vcvtnq_s32_f32(pz));
+        vst1q_u32(mask, keep);
+        for (int k = 0; k < 4; ++k)
+            if (mask[k] != 0) keepNearest(depthOut, outWidth, outHeight, px[k], py[k], pzq[k]);
+    }
+    return u;
+}
 #endif
 
 }  // namespace
@@ -141,7 +183,7 @@ void DepthRegistration::apply(const uint16_t* depthIn, int inWidth, int inHeight
         const RowTerms b{pr.column1[0] * fv + pr.column2[0], pr.column1[1] * fv + pr.column2[1],
                          pr.column1[2] * fv + pr.column2[2]};
         int u = 0;
-#if defined(ORR_SIMD_SSE2)
+#if defined(ORR_SIMD_SSE2) || defined(ORR_SIMD_NEON)
         u = projectRowVector(row, inWidth, b, pr, depthOut, outWidth, outHeight);
 #endif
         projectRowScalar(row, u, inWidth, b, pr, depthOut, outWidth, outHeight);
