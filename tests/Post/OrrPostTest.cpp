@@ -134,9 +134,13 @@ TEST(OrrPostRegistration, Depthimg2RgbCodesAndMessages)
     CAM_FRAME none = dst;
     none.data = nullptr;
     EXPECT_EQ(post.depthimg2Rgb(src, none, calib), -1);
+    CAM_FRAME empty = dst;
+    empty.height = 0;
+    EXPECT_EQ(post.depthimg2Rgb(src, empty, calib), -1);
     calib.depthFy = 0.0f;
     EXPECT_EQ(post.depthimg2Rgb(src, dst, calib), -3);
     const std::string log = capture.text();
+    EXPECT_EQ(logged(log, "depthimg2Rgb", "depth_dst size 32x0 has no pixels"), 1);
     EXPECT_EQ(logged(log, "depthimg2Rgb", "depth.data or depth_dst.data is nullptr"), 1);
     EXPECT_EQ(logged(log, "depthimg2Rgb", "error, depth2RGB return -2"), 1);
 }

@@ -133,6 +133,10 @@ int OrrPost::depthimg2Rgb(CAM_FRAME& depth, CAM_FRAME& depthDst, ir_rgb_Paramete
         return -1;
     }
     const std::size_t dstPixels = static_cast<std::size_t>(depthDst.width) * depthDst.height;
+    if (dstPixels == 0) {
+        QV_LOGE("depth_dst size ", depthDst.width, "x", depthDst.height, " has no pixels");
+        return -1;
+    }
     // Zeroed per call; depth2RGB does not read them, so they cost two system calls each.
     ZeroedBuffer a1(2 * dstPixels * sizeof(float));
     ZeroedBuffer a2(2 * dstPixels * sizeof(float));
