@@ -46,7 +46,10 @@ void writeLine(const char* level, std::string_view source, int line, const char*
     text += function;
     text += "] ";
     text += message;
-    std::cout << text << std::endl;
+    text += '\n';
+    // One write per line: stdout's own lock keeps lines of different threads whole.
+    std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
+    std::cout.flush();
 }
 
 }  // namespace orrindale::log

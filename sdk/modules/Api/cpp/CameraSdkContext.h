@@ -40,6 +40,13 @@ struct CallSite {
 
 #define QV_CALL_SITE (CallSite{::orrindale::log::sourceName(__FILE__), __LINE__, __func__})
 
+// One log line in the name of the exported call at site (usable inside lambdas).
+template <typename... Parts>
+void logAt(const char* level, const CallSite& site, const Parts&... parts)
+{
+    ::orrindale::log::line(level, site.source, site.line, site.function, parts...);
+}
+
 // Handle validation steps 1-4: -100 for null (no log), -83 with "This camera handle not exist"
 // for an unknown handle; on success the handle mutex is locked into lock and record is set.
 int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock,
@@ -51,3 +58,27 @@ int requireOpen(const CAMERA_HANDLE_S* record, const CallSite& site, const char*
 // Called from a catch block: logs the escaping exception once and gives -1, so that
 // nothing is thrown across the exported interface (locks are RAII-held and released).
 int unexpectedFailure(const CallSite& site) noexcept;
+
+// Validation steps 1-4, then op(record) under the handle mutex.
+template <typename Op>
+int withCamera(void* handle, const CallSite& site, Op&& op)
+{
+    try {
+        std::unique_lock<std::mutex> lock;
+        CAMERA_HANDLE_S* record = nullptr;
+        if (int ret = acquireHandle(handle, site, lock, record); ret != 0) return ret;
+        return op(*record);
+    } catch (...) {
+        return unexpectedFailure(site);
+    }
+}
+
+// The full validation (steps 1-6): op(driver) under the handle mutex of an open camera.
+template <typename Op>
+int withOpenCamera(void* handle, const CallSite& site, const char* notOpenMessage, Op&& op)
+{
+    return withCamera(handle, site, [&](CAMERA_HANDLE_S& record) -> int {
+        if (int ret = requireOpen(&record, site, notOpenMessage); ret != 0) return ret;
+        return op(*record.driver);
+    });
+}

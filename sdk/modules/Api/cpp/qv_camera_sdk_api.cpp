@@ -327,52 +327,34 @@ int QV_SDK_CloseCamera(void* handle)
     }
 }
 
-namespace {
-
-// Full validation (steps 1-6) around one driver operation.
-template <typename Op>
-int forwardToDriver(void* handle, const CallSite& site, const char* notOpenMessage, Op&& op)
-{
-    try {
-        std::unique_lock<std::mutex> lock;
-        CAMERA_HANDLE_S* record = nullptr;
-        if (int ret = acquireHandle(handle, site, lock, record); ret != 0) return ret;
-        if (int ret = requireOpen(record, site, notOpenMessage); ret != 0) return ret;
-        return op(*record->driver);
-    } catch (...) {
-        return unexpectedFailure(site);
-    }
-}
-
-}  // namespace
 
 int QV_SDK_RegisterStreamCallback(void* handle, STREAM_CALLBACK_S* callback)
 {
-    return forwardToDriver(handle, QV_CALL_SITE, "register callback failed, please open camera first",
+    return withOpenCamera(handle, QV_CALL_SITE, "register callback failed, please open camera first",
                            [&](ICameraOps& driver) -> int { return driver.registerDataCallback(callback); });
 }
 
 int QV_SDK_RegisterInnerStreamCallback(void* handle, STREAM_CALLBACK_INNER_S* callback)
 {
-    return forwardToDriver(handle, QV_CALL_SITE, "register callback failed, please open camera first",
+    return withOpenCamera(handle, QV_CALL_SITE, "register callback failed, please open camera first",
                            [&](ICameraOps& driver) -> int { return driver.registerInnerDataCallback(callback); });
 }
 
 int QV_SDK_StartStream(void* handle, int mask)
 {
-    return forwardToDriver(handle, QV_CALL_SITE, "please open camera first",
+    return withOpenCamera(handle, QV_CALL_SITE, "please open camera first",
                            [&](ICameraOps& driver) -> int { return driver.startStreaming(mask); });
 }
 
 int QV_SDK_StopStream(void* handle, int mask)
 {
-    return forwardToDriver(handle, QV_CALL_SITE, "please open camera first",
+    return withOpenCamera(handle, QV_CALL_SITE, "please open camera first",
                            [&](ICameraOps& driver) -> int { return driver.stopStreaming(mask); });
 }
 
 int QV_SDK_GetCameraHandle(void* handle, ICameraOps*& ops, QV_CAM_ATTR* attr)
 {
-    return forwardToDriver(handle, QV_CALL_SITE, "please open camera first", [&](ICameraOps& driver) -> int {
+    return withOpenCamera(handle, QV_CALL_SITE, "please open camera first", [&](ICameraOps& driver) -> int {
         ops = &driver;
         if (attr != nullptr) std::memcpy(attr, &static_cast<CAMERA_HANDLE_S*>(handle)->attr, sizeof *attr);
         return QV_SDK_OK;

@@ -36,9 +36,10 @@ public:
 
     const std::string& className() const { return m_className; }
 
-private:
+protected:
     int notSupported(const char* operation) const;
 
+private:
     QV_CAM_ATTR m_attr;
     std::string m_className;
 };

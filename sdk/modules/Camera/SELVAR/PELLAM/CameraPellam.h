@@ -6,4 +6,6 @@
 class CameraPellam : public UnsupportedCamera {
 public:
     CameraPellam(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraPellam") {}
+    // Calibration of every ToF sensor of the camera.
+    int getCameraParameterSet(CAM_Parameter_Set&) { return notSupported("getCameraParameterSet"); }
 };

@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Builds and runs every test: natively, under ASan+UBSan, under TSan, and cross-built
+# for aarch64 with the tests run under qemu-aarch64; then the configuration fuzzers.
+# Installs what is missing first (Debian 12, apt-get).
+#
+#   scripts/test.sh            everything
+#   ORR_SKIP=arm64,tsan scripts/test.sh   leave stages out (native, asan, tsan, arm64, fuzz)
+set -euo pipefail
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+out=${ORR_CI_DIR:-$root/build-ci}
+jobs=${ORR_JOBS:-$(nproc)}
+skip=",${ORR_SKIP:-},"
+
+t0=$(date +%s)
+stage() { printf '\n=== %s (%ds elapsed)\n' "$1" $(( $(date +%s) - t0 )); }
+wanted() { [[ "$skip" != *",$1,"* ]]; }
+
+stage "dependencies"
+scripts/install-deps.sh --all
+
+# configure <dir> <cmake args...>; build; ctest
+run_suite() {
+  local dir=$1; shift
+  cmake -S "$root" -B "$dir" -G Ninja -DORR_WERROR=ON -DORR_BUILD_BENCH=OFF "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  ctest --test-dir "$dir" --output-on-failure --timeout 300 -j"$jobs"
+}
+
+if wanted native; then
+  stage "native build and tests"
+  run_suite "$out/native" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+fi
+
+if wanted asan; then
+  stage "ASan+UBSan build and tests"
+  run_suite "$out/asan" -DCMAKE_BUILD_TYPE=Debug -DORR_SANITIZE=address,undefined -DORR_BUILD_TOOLS=OFF
+fi
+
+if wanted tsan; then
+  stage "TSan build and tests"
+  TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1" \
+    run_suite "$out/tsan" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORR_SANITIZE=thread -DORR_BUILD_TOOLS=OFF
+fi
+
+if wanted arm64; then
+  stage "aarch64 cross build, tests under qemu-aarch64"
+  scripts/arm64-shim.sh
+  run_suite "$out/arm64" -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCMAKE_TOOLCHAIN_FILE="$root/cmake/toolchain-aarch64-linux-gnu.cmake"
+fi
+
+if wanted fuzz && [[ -x scripts/run-fuzzers.sh ]]; then
+  stage "configuration fuzzers (60 s)"
+  CC=clang CXX=clang++ cmake -S "$root" -B "$out/fuzz" -G Ninja -DORR_FUZZ=ON >/dev/null
+  cmake --build "$out/fuzz" -j"$jobs"
+  scripts/run-fuzzers.sh "$out/fuzz" 60
+fi
+
+stage "all test stages passed"

@@ -1,0 +1,491 @@
+// Device control calls of the exported interface: each reaches one operation of the
+// open camera's driver or of its command object.
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "CameraPellam.h"
+#include "CameraSdkContext.h"
+#include "CameraSelvarA.h"
+#include "ICameraOps.h"
+#include "Logger.h"
+#include "SolenCommonCtrl.h"
+#include "qv_camera_sdk_api.h"
+
+namespace {
+
+constexpr const char* kNotOpen = "please open camera first";
+constexpr const char* kNotSelvarA = "This camera is not SELVAR-A camera and does not support this interface !";
+
+// The command object of a driver, or null with an ERROR line.
+ICommand* commandOf(ICameraOps& driver, const CallSite& site)
+{
+    ICommand* command = driver.cmd();
+    if (command == nullptr) logAt("ERROR", site, "this camera has no command channel");
+    return command;
+}
+
+// Copies min(text length, capacity) bytes; no terminator is added when the text fills the buffer.
+void copyText(const std::string& text, char* buffer, int capacity)
+{
+    const size_t n = std::min(text.size(), static_cast<size_t>(std::max(capacity, 0)));
+    std::memcpy(buffer, text.data(), n);
+    if (n < static_cast<size_t>(std::max(capacity, 0))) buffer[n] = '\0';
+}
+
+bool checkBuffer(const void* buffer, const CallSite& site)
+{
+    if (buffer != nullptr) return true;
+    logAt("ERROR", site, "buffer is nullptr");
+    return false;
+}
+
+struct UsbModel {
+    uint32_t vid;
+    uint32_t pid;
+    CAMERA_MODEL_E model;
+};
+
+constexpr UsbModel kUsbModels[] = {
+    {0x3482, 0x6789, CAMERA_MODEL_ZENTA},    {0x3482, 0x6723, CAMERA_MODEL_FL30C},
+    {0x3482, 0x5727, CAMERA_MODEL_FL30},     {0x3482, 0x5723, CAMERA_MODEL_GM80},
+    {0x3482, 0x5724, CAMERA_MODEL_G700},     {0x3482, 0x5725, CAMERA_MODEL_FL30V},
+    {0x3482, 0x7723, CAMERA_MODEL_SELVAR_C}, {0x3482, 0x8723, CAMERA_MODEL_PELLAM},
+    {0x3482, 0x2789, CAMERA_MODEL_HALVO},    {0x3482, 0x278A, CAMERA_MODEL_OSTREL_B},
+    {0x3482, 0x6724, CAMERA_MODEL_VIRENE},   {0x3482, 0x278B, CAMERA_MODEL_VIRENE_A},
+    {0x3482, 0x278C, CAMERA_MODEL_VIRENE_B}, {0x1A86, 0x5723, CAMERA_MODEL_GM80},
+    {0x1A86, 0x5722, CAMERA_MODEL_GM80},     {0x0C45, 0x636D, CAMERA_MODEL_SELVAR_A},
+};
+
+constexpr UsbModel kSerialOnlyModels[] = {
+    {0x1A86, 0x5724, CAMERA_MODEL_G700},
+    {0x2207, 0x0016, CAMERA_MODEL_E7},
+};
+
+// The model of a camera identity; false for a kind above 2.
+bool modelOf(const QV_CAM_ATTR& attr, CAMERA_MODEL_E& model)
+{
+    if (attr.type == QV_CAM_ATTR_NET) {
+        model = static_cast<CAMERA_MODEL_E>(attr.attr.netAttrs.model);
+        return true;
+    }
+    if (attr.type != QV_CAM_ATTR_USB && attr.type != QV_CAM_ATTR_SERIAL) return false;
+    const uint32_t vid = attr.type == QV_CAM_ATTR_USB ? attr.attr.usbAttrs.vid : attr.attr.serialAttrs.vid;
+    const uint32_t pid = attr.type == QV_CAM_ATTR_USB ? attr.attr.usbAttrs.pid : attr.attr.serialAttrs.pid;
+    for (const UsbModel& row : kUsbModels)
+        if (row.vid == vid && row.pid == pid) model = row.model;
+    if (attr.type == QV_CAM_ATTR_SERIAL)
+        for (const UsbModel& row : kSerialOnlyModels)
+            if (row.vid == vid && row.pid == pid) model = row.model;
+    return true;  // a combination not listed leaves the caller's value as it was
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- plain forwarding
+
+int QV_SDK_GetStreamParam(void* handle, STREAM_PARAM_S* param)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.getStreamParam(param); });
+}
+
+int QV_SDK_SetStreamParam(void* handle, MEDIA_TYPE_E type, const STREAM_PARAM_S* param)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,
+                          [&](ICameraOps& d) { return d.setStreamParam(type, param); });
+}
+
+int QV_SDK_GetCapability(void* handle, MEDIA_TYPE_E type, std::vector<STREAM_PARAM_S>& list)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.getCapability(type, list); });
+}
+
+int QV_SDK_GetCamParameter(void* handle, CAM_Parameter* parameter)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,
+                          [&](ICameraOps& d) { return d.getCameraParameter(parameter); });
+}
+
+int QV_SDK_GetTofMode(void* handle, TOFMode& mode)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.getTofMode(mode); });
+}
+
+int QV_SDK_SetTimeStampType(void* handle, TIME_STAMP_TYPE type)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.setTimeStampType(type); });
+}
+
+int QV_SDK_GetConfigInfo(void* handle, QV_CONFIG_INFO& info)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.getConfigInfo(info); });
+}
+
+int QV_SDK_SetDevNetAttrs(void* handle, NET_DEV_ATTRS attrs)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.setDevNetAttrs(attrs); });
+}
+
+int QV_SDK_GetDevNetAttrs(void* handle, NET_DEV_ATTRS& attrs)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.getDevNetAttrs(attrs); });
+}
+
+int QV_SDK_LogCameraCfg(void* handle)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) {
+        d.logCameraCfg();
+        return 0;
+    });
+}
+
+int QV_SDK_Usb_CustomRead(void* handle, unsigned char* data, unsigned int length, int timeout)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,
+                          [&](ICameraOps& d) { return d.bulkTransferRead(data, length, timeout); });
+}
+
+int QV_SDK_Usb_CustomWrite(void* handle, unsigned char* data, unsigned int length, int timeout)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,
+                          [&](ICameraOps& d) { return d.bulkTransferWrite(data, length, timeout); });
+}
+
+int QV_SDK_Xu_CustomRead(void* handle, unsigned char selector, unsigned char* data, unsigned int length, int timeout)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,
+                          [&](ICameraOps& d) { return d.controlTransferRead(selector, data, length, timeout); });
+}
+
+int QV_SDK_Xu_CustomWrite(void* handle, unsigned char selector, unsigned char* data, unsigned int length, int timeout)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,
+                          [&](ICameraOps& d) { return d.controlTransferWrite(selector, data, length, timeout); });
+}
+
+int QV_SDK_UpgradeDev(void* handle, const char* packagePath, CAM_UPGRADE_DEV_S* progress)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        if (packagePath == nullptr) {
+            logAt("ERROR", site, "package path is nullptr");
+            return -1;
+        }
+        ICommand* command = commandOf(d, site);
+        return command ? command->upgrade(std::string(packagePath), progress) : -1;
+    });
+}
+
+int QV_SDK_CAMERA_Reboot(void* handle)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        ICommand* command = commandOf(d, site);
+        return command ? command->reboot() : -1;
+    });
+}
+
+int QV_SDK_GetFwVersion(void* handle, std::string& version)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        ICommand* command = commandOf(d, site);
+        return command ? command->getFwVersion(version) : -1;
+    });
+}
+
+int QV_SDK_GetPrivateMaxSize(void* handle, int& size)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        ICommand* command = commandOf(d, site);
+        return command ? command->getPrivateMaxSize(size) : -1;
+    });
+}
+
+// ---------------------------------------------------------------- calls with logic of their own
+
+int QV_SDK_GetSerialNumber(void* handle, char* buffer, int capacity)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        if (!checkBuffer(buffer, site)) return -1;
+        std::string serial;
+        const int ret = d.getSerialNo(serial);
+        if (ret < 0) {
+            logAt("ERROR", site, "get serialno fail.");
+            return ret;
+        }
+        copyText(serial, buffer, capacity);
+        return ret;
+    });
+}
+
+int QV_SDK_SetSerialNumber(void* handle, const char* serial, int length)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        if (!checkBuffer(serial, site)) return -1;
+        if (length < 0) {
+            logAt("ERROR", site, "serial number length is negative");
+            return -1;
+        }
+        ICommand* command = commandOf(d, site);
+        return command ? command->setSn(std::string(serial, static_cast<size_t>(length))) : -1;
+    });
+}
+
+int QV_SDK_GetFwVersion(void* handle, char* buffer, int capacity)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        if (!checkBuffer(buffer, site)) return -1;
+        ICommand* command = commandOf(d, site);
+        if (command == nullptr) return -1;
+        std::string version;
+        const int ret = command->getFwVersion(version);
+        if (ret < 0) {
+            logAt("ERROR", site, "get fw version fail.");
+            return ret;
+        }
+        copyText(version, buffer, capacity);
+        return ret;
+    });
+}
+
+int QV_SDK_GetHimaxVersion(void* handle, char* buffer, int capacity)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        if (!checkBuffer(buffer, site)) return -1;
+        ICommand* command = commandOf(d, site);
+        if (command == nullptr) return -1;
+        std::string version;
+        const int ret = command->getHimaxVersion(version);
+        if (ret < 0) {
+            logAt("ERROR", site, "get Himax version fail.");
+            return ret;
+        }
+        copyText(version, buffer, capacity);
+        return ret;
+    });
+}
+
+int QV_SDK_GetStreamType(void*, int*)
+{
+    QV_LOGE("Not support to get stream type.");
+    return -1;
+}
+
+int QV_SDK_SetStreamCfg(void* handle, video_captur_attr& attr)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) -> int {
+        video_cfg cfg;
+        d.getStreamCfg(cfg);
+        cfg.format = attr.format;
+        cfg.width = attr.width;
+        cfg.height = attr.height;
+        cfg.fps = attr.fps;
+        return d.setStreamCfg(cfg);
+    });
+}
+
+int QV_SDK_GetStreamCfg(void* handle, video_captur_attr& attr)
+{
+    return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) -> int {
+        video_cfg cfg;
+        const int ret = d.getStreamCfg(cfg);
+        if (ret < 0) return ret;
+        attr.format = cfg.format;
+        attr.width = cfg.width;
+        attr.height = cfg.height;
+        attr.fps = cfg.fps;
+        return ret;
+    });
+}
+
+int QV_SDK_GetCameraModel(void* handle, CAMERA_MODEL_E& model)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withCamera(handle, site, [&](CAMERA_HANDLE_S& record) -> int {
+        if (!modelOf(record.attr, model)) {
+            logAt("ERROR", site, "not support attr type:", static_cast<int>(record.attr.type));
+            return -1;
+        }
+        return 0;
+    });
+}
+
+namespace {
+
+// Capacity check shared by private-data reads and writes. The size test comes first, so
+// an offset at or past the capacity with a positive size reads as "size is too large".
+int checkPrivateRange(int capacity, int size, int offset, const CallSite& site, const char* sizeMessage,
+                      const char* offsetMessage)
+{
+    const int32_t room = static_cast<int32_t>(static_cast<uint32_t>(capacity) - static_cast<uint32_t>(offset));
+    if (room < size) {
+        logAt("ERROR", site, sizeMessage);
+        return -1;
+    }
+    if (capacity <= offset) {
+        logAt("ERROR", site, offsetMessage);
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+int QV_SDK_WritePrivateData(void* handle, void* data, int size, int offset)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        ICommand* command = commandOf(d, site);
+        if (command == nullptr) return -1;
+        int capacity = 0;
+        if (int ret = command->getPrivateMaxSize(capacity); ret < 0) return ret;
+        if (data == nullptr) {
+            logAt("ERROR", site, "data is nullptr ! write private data fail !");
+            return -1;
+        }
+        if (checkPrivateRange(capacity, size, offset, site, "size is too large ! write private data fail !",
+                              "offset is too large ! write private data fail !") != 0)
+            return -1;
+        return command->writePrivateData(data, size, offset);
+    });
+}
+
+int QV_SDK_ReadPrivateData(void* handle, void* data, int size, int offset)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        ICommand* command = commandOf(d, site);
+        if (command == nullptr) return -1;
+        int capacity = 0;
+        if (int ret = command->getPrivateMaxSize(capacity); ret < 0) return ret;
+        if (data == nullptr) return -1;
+        if (checkPrivateRange(capacity, size, offset, site, "size is too large ! read private data fail !",
+                              "offset is too large ! read private data fail !") != 0)
+            return -1;
+        return command->readPrivateData(data, size, offset);
+    });
+}
+
+int QV_SDK_GetCamParameterSet(void* handle, CAM_Parameter_Set& set)
+{
+    try {
+        ICameraOps* driver = nullptr;
+        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
+            QV_LOGE("get camera handle fail.");
+            return -1;
+        }
+        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
+        auto* pellam = dynamic_cast<CameraPellam*>(static_cast<CAMERA_HANDLE_S*>(handle)->driver);
+        const int ret = pellam != nullptr ? pellam->getCameraParameterSet(set) : -2;
+        if (ret < 0) QV_LOGE("get Camera parameter Set failed, ret ", ret);
+        return ret;
+    } catch (...) {
+        return unexpectedFailure(QV_CALL_SITE);
+    }
+}
+
+int QV_SDK_GetOriginalCamParameter(void* handle, CAM_Parameter* parameter)
+{
+    try {
+        CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
+        if (QV_SDK_GetCameraModel(handle, model) != 0) {
+            QV_LOGE("get camera model fail.");
+            return -1;
+        }
+        ICameraOps* driver = nullptr;
+        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
+            QV_LOGE("get camera handle fail.");
+            return -1;
+        }
+        if (model < CAMERA_MODEL_GM80 || model > CAMERA_MODEL_FL30V) {
+            QV_LOGE("not support to get original camera param.");
+            return -2;
+        }
+        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
+        ICameraOps* current = static_cast<CAMERA_HANDLE_S*>(handle)->driver;
+        auto* solen = current != nullptr ? dynamic_cast<SolenCommonCtrl*>(current->cmd()) : nullptr;
+        const int ret = solen != nullptr ? solen->getOriCamParam(parameter) : -1;
+        if (ret < 0) QV_LOGE("get original camera param fail.");
+        return ret;
+    } catch (...) {
+        return unexpectedFailure(QV_CALL_SITE);
+    }
+}
+
+int QV_SDK_RegisterMergeFrameCallback(void* handle, MERGE_CALLBACK_S* callback)
+{
+    try {
+        CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
+        if (QV_SDK_GetCameraModel(handle, model) != 0) {
+            QV_LOGE("get camera model fail.");
+            return -1;
+        }
+        if (model != CAMERA_MODEL_SELVAR_A) {
+            QV_LOGE(kNotSelvarA);
+            return -2;
+        }
+        ICameraOps* driver = nullptr;
+        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
+            QV_LOGE("get camera handle fail.");
+            return -1;
+        }
+        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
+        auto* selvar = dynamic_cast<CameraSelvarA*>(static_cast<CAMERA_HANDLE_S*>(handle)->driver);
+        const int ret = selvar != nullptr ? selvar->registerMergeDataCallback(callback) : -1;
+        if (ret < 0) QV_LOGE("register Merge Data Callback fail.");
+        return ret;
+    } catch (...) {
+        return unexpectedFailure(QV_CALL_SITE);
+    }
+}
+
+int QV_SDK_PaeseImage(void* handle, CAM_FRAME& in, CAM_FRAME& first, CAM_FRAME& second)
+{
+    try {
+        CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
+        if (QV_SDK_GetCameraModel(handle, model) != 0) {
+            QV_LOGE("get camera model fail.");
+            return -1;
+        }
+        if (model != CAMERA_MODEL_SELVAR_A) {
+            QV_LOGE(kNotSelvarA);
+            return -2;
+        }
+        ICameraOps* driver = nullptr;
+        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
+            QV_LOGE("get camera handle fail.");
+            return -1;
+        }
+        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
+        ICameraOps* current = static_cast<CAMERA_HANDLE_S*>(handle)->driver;
+        if (current == nullptr) {
+            QV_LOGE("please open camera first");
+            return -101;
+        }
+        auto* selvar = dynamic_cast<CameraSelvarA*>(current);
+        const int streams = selvar != nullptr ? selvar->getStreamType() : 0;
+        std::memset(&first, 0, sizeof first);
+        std::memset(&second, 0, sizeof second);
+        const int both = CameraSelvarA::kStreamFirstImage | CameraSelvarA::kStreamSecondImage;
+        if ((streams & both) != both) {
+            first = in;
+            return -1;
+        }
+        first = in;
+        second = in;
+        first.data = in.data ? in.data + in.size / 2 : nullptr;
+        first.width = in.width / 2;
+        second.width = in.width / 2;
+        first.size = in.size / 2;
+        second.size = in.size / 2;
+        return 0;
+    } catch (...) {
+        return unexpectedFailure(QV_CALL_SITE);
+    }
+}

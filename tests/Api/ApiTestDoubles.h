@@ -1,0 +1,248 @@
+// Stand-ins for enumeration and the camera factory, linked in place of the real
+// ones, so the context and handle layer can be driven with scripted drivers.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "ICameraOps.h"
+#include "UsbCameraList.h"
+
+namespace apitest {
+
+// A gate a driver operation waits at until the test opens it.
+class Gate {
+public:
+    void open()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_open = true;
+        m_cv.notify_all();
+    }
+    void waitOpen()
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_entered = true;
+        m_cv.notify_all();
+        m_cv.wait(lock, [this] { return m_open; });
+    }
+    // Waits until some thread is waiting at the gate.
+    bool waitEntered(int timeoutMs)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_cv.wait_for(lock, std::chrono::milliseconds(timeoutMs), [this] { return m_entered; });
+    }
+
+private:
+    std::mutex m_mutex;
+    std::condition_variable m_cv;
+    bool m_open = false;
+    bool m_entered = false;
+};
+
+// What a scripted driver does; shared by the test and the driver it scripts.
+struct DriverScript {
+    // Every other driver and command operation records its name and answers opResult.
+    std::vector<std::string> ops;
+    int opResult = 0;
+    std::string serial = "SN0001";
+    std::string fwVersion = "FW:1.2.3";
+    std::string himaxVersion = "HX1";
+    int privateCapacity = 256;
+    int privateCapacityResult = 0;
+    std::vector<std::pair<int, int>> privateAccess;  // (size, offset) of each read or write
+    video_cfg streamCfg;
+    const void* lastPointer = nullptr;
+    unsigned lastLength = 0;
+    int lastTimeout = 0;
+    unsigned char lastSelector = 0;
+    bool hasCommand = true;
+    int openResult = 0;
+    int closeResult = 0;
+    int startResult = 0;
+    bool throwInStart = false;
+    bool throwInOpen = false;
+    Gate* startGate = nullptr;  // startStreaming waits here when set
+    std::atomic<int> opens{0}, closes{0}, starts{0}, stops{0}, destroyed{0}, registrations{0};
+    std::atomic<int> lastMask{-1};
+    std::string lastOpenPath;
+    STREAM_CALLBACK_S callback{};
+};
+
+class ScriptedCommand : public ICommand {
+public:
+    explicit ScriptedCommand(DriverScript& script) : m_script(script) {}
+    int upgrade(std::string const& path, CAM_UPGRADE_DEV_S* progress) override
+    {
+        return record("upgrade:" + path, progress);
+    }
+    int reboot() override { return record("reboot", nullptr); }
+    int setSn(std::string const& sn) override { return record("setSn:" + sn, nullptr); }
+    int getSn(std::string& sn) override
+    {
+        sn = m_script.serial;
+        return record("getSn", nullptr);
+    }
+    int getFwVersion(std::string& v) override
+    {
+        v = m_script.fwVersion;
+        return record("getFwVersion", nullptr);
+    }
+    int getHimaxVersion(std::string& v) override
+    {
+        v = m_script.himaxVersion;
+        return record("getHimaxVersion", nullptr);
+    }
+    int getPrivateMaxSize(int& size) override
+    {
+        m_script.ops.push_back("getPrivateMaxSize");
+        size = m_script.privateCapacity;
+        return m_script.privateCapacityResult;
+    }
+    int writePrivateData(void* data, int length, int offset) override
+    {
+        m_script.privateAccess.emplace_back(length, offset);
+        return record("writePrivateData", data);
+    }
+    int readPrivateData(void* data, int length, int offset) override
+    {
+        m_script.privateAccess.emplace_back(length, offset);
+        return record("readPrivateData", data);
+    }
+
+private:
+    int record(const std::string& op, const void* pointer)
+    {
+        m_script.ops.push_back(op);
+        m_script.lastPointer = pointer;
+        return m_script.opResult;
+    }
+    DriverScript& m_script;
+};
+
+class ScriptedDriver : public ICameraOps {
+public:
+    ScriptedDriver(DriverScript& script, void* handle) : m_script(script), m_cmd(script) { m_handle = handle; }
+    ~ScriptedDriver() override { ++m_script.destroyed; }
+
+    void* handle() const { return m_handle; }
+
+    int registerDataCallback(STREAM_CALLBACK_S* cb) override
+    {
+        ++m_script.registrations;
+        if (cb) m_script.callback = *cb;
+        return 0;
+    }
+    int registerInnerDataCallback(STREAM_CALLBACK_INNER_S*) override
+    {
+        ++m_script.registrations;
+        return 0;
+    }
+    int open(char const* path) override
+    {
+        ++m_script.opens;
+        m_script.lastOpenPath = path ? path : "<null>";
+        if (m_script.throwInOpen) throw std::runtime_error("device vanished");
+        return m_script.openResult;
+    }
+    int close() override
+    {
+        ++m_script.closes;
+        return m_script.closeResult;
+    }
+    int startStreaming(int mask) override
+    {
+        ++m_script.starts;
+        m_script.lastMask = mask;
+        if (m_script.startGate) m_script.startGate->waitOpen();
+        if (m_script.throwInStart) throw std::runtime_error("transport failure");
+        return m_script.startResult;
+    }
+    int stopStreaming(int mask) override
+    {
+        ++m_script.stops;
+        m_script.lastMask = mask;
+        return 0;
+    }
+    int getSerialNo(std::string& sn) override
+    {
+        sn = m_script.serial;
+        return op("getSerialNo");
+    }
+    int getCameraParameter(CAM_Parameter* p) override { return op("getCameraParameter", p); }
+    int getCapability(MEDIA_TYPE_E, std::vector<STREAM_PARAM_S>& list) override { return op("getCapability", &list); }
+    int setStreamParam(MEDIA_TYPE_E, STREAM_PARAM_S const* p) override { return op("setStreamParam", p); }
+    int getStreamParam(STREAM_PARAM_S* p) override { return op("getStreamParam", p); }
+    ICommand* cmd() override { return m_script.hasCommand ? &m_cmd : nullptr; }
+    ICapture* capture() override { return nullptr; }
+    int getTofMode(TOFMode& m) override { return op("getTofMode", &m); }
+    int setTimeStampType(TIME_STAMP_TYPE t) override { return op("setTimeStampType:" + std::to_string(t)); }
+    int logCameraCfg() override { return op("logCameraCfg"); }
+    int getConfigInfo(QV_CONFIG_INFO& i) override { return op("getConfigInfo", &i); }
+    int setDevNetAttrs(NET_DEV_ATTRS a) override { return op(std::string("setDevNetAttrs:") + a.ip); }
+    int getDevNetAttrs(NET_DEV_ATTRS& a) override { return op("getDevNetAttrs", &a); }
+    int controlTransferRead(unsigned char s, unsigned char* d, unsigned int l, int t) override
+    {
+        return transfer("controlTransferRead", s, d, l, t);
+    }
+    int controlTransferWrite(unsigned char s, unsigned char* d, unsigned int l, int t) override
+    {
+        return transfer("controlTransferWrite", s, d, l, t);
+    }
+    int bulkTransferRead(unsigned char* d, unsigned int l, int t) override { return transfer("bulkTransferRead", 0, d, l, t); }
+    int bulkTransferWrite(unsigned char* d, unsigned int l, int t) override
+    {
+        return transfer("bulkTransferWrite", 0, d, l, t);
+    }
+    int setStreamCfg(video_cfg const& cfg) override
+    {
+        m_script.streamCfg = cfg;
+        return op("setStreamCfg");
+    }
+    int getStreamCfg(video_cfg& cfg) override
+    {
+        cfg = m_script.streamCfg;
+        return op("getStreamCfg");
+    }
+
+private:
+    int op(const std::string& name, const void* pointer = nullptr)
+    {
+        m_script.ops.push_back(name);
+        m_script.lastPointer = pointer;
+        return m_script.opResult;
+    }
+    int transfer(const char* name, unsigned char selector, unsigned char* data, unsigned length, int timeout)
+    {
+        m_script.lastSelector = selector;
+        m_script.lastLength = length;
+        m_script.lastTimeout = timeout;
+        return op(name, data);
+    }
+
+    DriverScript& m_script;
+    ScriptedCommand m_cmd;
+};
+
+// The attached cameras enumeration reports, and how the factory answers.
+struct World {
+    std::vector<QV_CAM_ATTR> attached;
+    int enumerationCalls = 0;
+    std::vector<usb_id> lastIds;
+    // Returns the script for a camera, or null to make the factory return no driver.
+    std::function<DriverScript*(const QV_CAM_ATTR&)> scriptFor;
+    // When set, builds the driver instead of scriptFor (to use a real driver class).
+    std::function<ICameraOps*(const QV_CAM_ATTR&, void*)> makeDriver;
+    void* lastFactoryHandle = nullptr;
+};
+
+World& world();
+
+QV_CAM_ATTR usbCamera(uint32_t vid, uint32_t pid, int bus, int dev, const char* ports);
+
+}  // namespace apitest
