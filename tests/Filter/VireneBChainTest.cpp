@@ -1,0 +1,148 @@
+// The VireneB chain over a CAM_DATA group: which steps run for which streams and
+// switches, what each slot holds afterwards, and bad slots.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+#include "LogCapture.h"
+#include "VireneBChain.h"
+
+using namespace orrindale;
+
+namespace {
+
+struct Group {
+    std::vector<uint16_t> raw;
+    std::vector<uint8_t> yuyv;
+    CAM_DATA data{};
+
+    Group(uint32_t w, uint32_t h, uint16_t rawWord)
+        : raw(static_cast<std::size_t>(w) * h, rawWord), yuyv(static_cast<std::size_t>(w) * h * 2)
+    {
+        for (std::size_t i = 0; i < yuyv.size(); i += 4) {
+            yuyv[i] = 235;  // white
+            yuyv[i + 1] = 128;
+            yuyv[i + 2] = 16;  // black
+            yuyv[i + 3] = 128;
+        }
+        CAM_FRAME& d = data.frame[CAM_DATA_SLOT_DEPTH];
+        d.type = CAM_FRAME_DEPTH;
+        d.width = w;
+        d.height = h;
+        d.data = reinterpret_cast<unsigned char*>(raw.data());
+        d.size = static_cast<uint32_t>(raw.size() * 2);
+        d.frameId = 5;
+        CAM_FRAME& c = data.frame[CAM_DATA_SLOT_RGB];
+        c.type = CAM_FRAME_RGB;
+        c.width = w;
+        c.height = h;
+        c.data = yuyv.data();
+        c.size = static_cast<uint32_t>(yuyv.size());
+        c.frameId = 5;
+    }
+};
+
+VireneBChainSettings settingsFor(uint32_t streams)
+{
+    VireneBChainSettings s;
+    s.depthScale = 2;
+    s.streams = streams;
+    s.calib.depthFx = s.calib.depthFy = 100.0f;
+    s.calib.rgbFx = s.calib.rgbFy = 200.0f;
+    s.calib.rotation[0] = s.calib.rotation[4] = s.calib.rotation[8] = 1.0f;
+    s.colorWidth = 32;
+    s.colorHeight = 24;
+    return s;
+}
+
+uint16_t wordAt(const CAM_FRAME& f, std::size_t i) { return reinterpret_cast<const uint16_t*>(f.data)[i]; }
+
+}  // namespace
+
+TEST(VireneBChain, DepthOnlyScalesTheRawWords)
+{
+    Group g(16, 12, 4001);  // 4001 >> 2 rounds to 1000
+    VireneBChainBuffers buffers;
+    ASSERT_EQ(runVireneBChain(g.data, settingsFor(0x1), buffers), 0);
+    const CAM_FRAME& depth = g.data.frame[CAM_DATA_SLOT_DEPTH];
+    EXPECT_EQ(depth.width, 16u);
+    EXPECT_EQ(depth.size, 16u * 12u * 2u);
+    EXPECT_EQ(depth.data, reinterpret_cast<unsigned char*>(g.raw.data()));
+    EXPECT_TRUE(std::all_of(g.raw.begin(), g.raw.end(), [](uint16_t d) { return d == 1000; }));
+    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].size, 0u);
+    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].data, g.yuyv.data()) << "colour not requested";
+}
+
+TEST(VireneBChain, FullChainRegistersDilatesAndProjectsWithColourIntrinsics)
+{
+    Group g(16, 12, 4000);
+    g.raw[5 * 16 + 5] = 8000;  // a lone 2000 mm pixel: a speckle
+    VireneBChainSettings s = settingsFor(0x1 | 0x2 | 0x8);
+    s.denoise = true;
+    s.maxSpeckleSize = 4;
+    s.maxDiff = 10;
+    s.registration = true;
+    VireneBChainBuffers buffers;
+    ASSERT_EQ(runVireneBChain(g.data, s, buffers), 0);
+
+    const CAM_FRAME& depth = g.data.frame[CAM_DATA_SLOT_DEPTH];
+    ASSERT_EQ(depth.width, 32u);
+    ASSERT_EQ(depth.height, 24u);
+    EXPECT_EQ(depth.data, reinterpret_cast<unsigned char*>(buffers.registeredDepth.data()));
+    EXPECT_EQ(depth.frameId, 5u);
+    EXPECT_EQ(wordAt(depth, 0 * 32 + 0), 1000);
+    EXPECT_EQ(wordAt(depth, 0 * 32 + 1), 0) << "border columns are not dilated";
+    EXPECT_EQ(wordAt(depth, 10 * 32 + 11), 1000) << "registration holes are closed inside";
+    EXPECT_EQ(wordAt(depth, 10 * 32 + 10), 0) << "the speckle at (5, 5) was removed: nothing lands on (10, 10)";
+
+    const CAM_FRAME& cloud = g.data.frame[CAM_DATA_SLOT_POINTCLOUD];
+    const auto* words = reinterpret_cast<const uint16_t*>(depth.data);
+    const auto valid = std::count_if(words, words + 32 * 24, [](uint16_t d) { return d != 0; });
+    EXPECT_EQ(cloud.type, CAM_FRAME_POINTCLOUD);
+    EXPECT_EQ(cloud.size, static_cast<uint32_t>(valid * 12));
+    const auto* p = reinterpret_cast<const float*>(cloud.data);
+    // First point: pixel (0, 0) of the registered image, colour intrinsics (f 200, c 0).
+    EXPECT_EQ(p[0], 0.0f);
+    EXPECT_EQ(p[2], 1000.0f);
+    // Second point: (2, 0).
+    EXPECT_EQ(p[3], 2.0f * 1000.0f / 200.0f);
+
+    const CAM_FRAME& bgr = g.data.frame[CAM_DATA_SLOT_RGB];
+    EXPECT_EQ(bgr.size, 16u * 12u * 3u);
+    EXPECT_EQ(bgr.data, buffers.bgr.data());
+    EXPECT_EQ(std::vector<uint8_t>(buffers.bgr.begin(), buffers.bgr.begin() + 6),
+              (std::vector<uint8_t>{255, 255, 255, 0, 0, 0}));
+}
+
+TEST(VireneBChain, PointCloudAloneStillScalesDepthButDeliversNoDepth)
+{
+    Group g(16, 12, 4000);
+    VireneBChainBuffers buffers;
+    ASSERT_EQ(runVireneBChain(g.data, settingsFor(0x8), buffers), 0);
+    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_DEPTH].size, 0u);
+    const CAM_FRAME& cloud = g.data.frame[CAM_DATA_SLOT_POINTCLOUD];
+    ASSERT_EQ(cloud.size, 16u * 12u * 12u);
+    EXPECT_EQ(reinterpret_cast<const float*>(cloud.data)[2], 1000.0f);
+}
+
+TEST(VireneBChain, ASlotWithoutDataIsSkippedAndAShortSlotIsEmptied)
+{
+    Group g(16, 12, 4000);
+    g.data.frame[CAM_DATA_SLOT_DEPTH].size = 0;
+    VireneBChainBuffers buffers;
+    EXPECT_EQ(runVireneBChain(g.data, settingsFor(0x1 | 0x8), buffers), 0);
+    EXPECT_EQ(g.raw[0], 4000) << "nothing ran";
+
+    Group bad(16, 12, 4000);
+    bad.data.frame[CAM_DATA_SLOT_DEPTH].size = 100;
+    orrtest::StdoutCapture capture;
+    EXPECT_EQ(runVireneBChain(bad.data, settingsFor(0x1 | 0x2), buffers), -1);
+    EXPECT_EQ(orrtest::countLogLines(capture.text(), "ERROR", "VireneBChain", "usable",
+                                     "depth frame of 16x12 needs 384 bytes, size is 100"),
+              1);
+    EXPECT_EQ(bad.data.frame[CAM_DATA_SLOT_DEPTH].size, 0u);
+    EXPECT_EQ(bad.raw[0], 4000);
+    EXPECT_EQ(bad.data.frame[CAM_DATA_SLOT_RGB].size, 16u * 12u * 3u) << "colour still converted";
+}
