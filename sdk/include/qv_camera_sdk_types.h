@@ -214,6 +214,7 @@ typedef struct {
     char protocolVersion[16]; // "version" of the document
     char configVersion[64];   // "config_version" of the document
     int32_t applied;          // 1 when the document was applied, 0 when defaults are in force
+    int32_t depthAligned;     // 1 when depth images are registered onto the colour image
 } QV_CONFIG_INFO;
 
 #define QV_MAX_TOF_SENSORS 4

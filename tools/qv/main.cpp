@@ -1,54 +1,111 @@
-// qv: the command-line companion of the library.
-//   qv list      every attached camera
+// qv: see what the camera sees.
+//   qv list [--json]                          every attached camera
+//   qv info [selector]                        one camera in detail
+//   qv stream [selector] [options]            stream, show rates, save frames
+//   qv set NAME VALUE / qv get NAME [selector] Fl30c settings
+// Anywhere: --emulate fl30c[,N] runs against N built-in emulated Fl30c cameras;
+// --quiet drops the library's log lines (they go to standard error otherwise).
 #include <cstdio>
 #include <cstring>
-#include <list>
+#include <memory>
 #include <string>
+#include <vector>
 
-#include "qv_camera_sdk_api.h"
+#include "Console.h"
+#include "InfoCommand.h"
+#include "ListCommand.h"
+#include "SettingsCommand.h"
+#include "StreamCommand.h"
+
+#ifdef ORR_QV_WITH_EMULATOR
+#include "EmulatorSession.h"
+#include "PreloadEnvironment.h"
+#endif
 
 namespace {
 
-int usage()
+int usage(FILE* to)
 {
-    std::fprintf(stderr, "usage: qv list\n");
-    return 2;
-}
-
-int listCameras()
-{
-    QV_SDK_Init();
-    std::list<void*> cameras;
-    const int count = QV_SDK_GetCameraList(cameras);
-    if (count < 0) {
-        std::fprintf(stderr, "qv: listing cameras failed (%d)\n", count);
-        QV_SDK_Deinit();
-        return 1;
-    }
-    if (count == 0) std::printf("No camera is attached.\n");
-    int index = 0;
-    for (void* handle : cameras) {
-        QV_CAM_ATTR attr;
-        if (QV_SDK_GetCameraAttrs(handle, attr) != 0) continue;
-        if (attr.type == QV_CAM_ATTR_USB) {
-            const QV_USB_DEV_ATTR& usb = attr.attr.usbAttrs;
-            std::printf("camera %d: usb %04x:%04x bus %d address %d port path %s\n", index, usb.vid, usb.pid, usb.busnum,
-                        usb.dev, usb.ports[0] ? usb.ports : "-");
-        } else if (attr.type == QV_CAM_ATTR_NET) {
-            std::printf("camera %d: network %s port %d\n", index, attr.attr.netAttrs.ip, attr.attr.netAttrs.port);
-        }
-        ++index;
-    }
-    QV_SDK_FreeCameraList(cameras);
-    QV_SDK_Deinit();
-    return 0;
+    std::fprintf(to,
+                 "usage: qv COMMAND [options] [--emulate fl30c[,N]] [--quiet]\n"
+                 "commands:\n"
+                 "  list [--json]             every attached camera\n"
+                 "  info [selector]           versions, modes, stream parameters, calibration, temperatures\n"
+                 "  stream [selector] [...]   stream frames; 'qv stream --help' for its options\n"
+                 "  set NAME VALUE [selector] change an Fl30c setting\n"
+                 "  get NAME [selector]       read an Fl30c setting\n"
+                 "selector: --index N | --serial TEXT | --bus B --port-path P\n"
+                 "--emulate fl30c[,N]: use N emulated Fl30c cameras instead of the attached ones\n");
+    return to == stdout ? 0 : 2;
 }
 
 }  // namespace
 
 int main(int argc, char** argv)
 {
-    if (argc < 2) return usage();
-    if (std::strcmp(argv[1], "list") == 0) return listCameras();
-    return usage();
+    std::vector<std::string> args;
+    std::string emulate;
+    bool quiet = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--emulate" || a.rfind("--emulate=", 0) == 0) {
+            if (a == "--emulate" && i + 1 >= argc) {
+                std::fprintf(stderr, "qv: --emulate needs a value such as fl30c or fl30c,2\n");
+                return 2;
+            }
+            emulate = a == "--emulate" ? argv[++i] : a.substr(10);
+        } else if (a == "--quiet" || a == "-q") {
+            quiet = true;
+        } else {
+            args.push_back(a);
+        }
+    }
+    if (args.empty()) return usage(stderr);
+    const std::string command = args.front();
+    args.erase(args.begin());
+    if (command == "help" || command == "--help" || command == "-h") return usage(stdout);
+    for (const std::string& a : args)
+        if (a == "--help" || a == "-h") {
+            if (command == "stream") {
+                std::printf("%s", qv::StreamCommand::usage());
+                return 0;
+            }
+            if (command == "set" || command == "get") {
+                std::printf("%s", qv::SettingsCommand::usage());
+                return 0;
+            }
+            return usage(stdout);
+        }
+
+#ifdef ORR_QV_WITH_EMULATOR
+    std::unique_ptr<orrindale::emulator::EmulatorSession> session;
+    if (!emulate.empty()) {
+        const auto options = orrindale::emulator::EmulatorSessionOptions::parse(emulate);
+        if (!options) {
+            std::fprintf(stderr, "qv: --emulate takes fl30c or fl30c,N (N from 1 to 16), not \"%s\"\n", emulate.c_str());
+            return 2;
+        }
+        // Re-executes qv under the device emulation when needed; returns in that process.
+        if (!orrindale::emulator::PreloadEnvironment::ensure(argv)) return 1;
+        session = orrindale::emulator::EmulatorSession::start(*options);
+        if (!session) {
+            std::fprintf(stderr, "qv: the emulated cameras could not be set up\n");
+            return 1;
+        }
+    }
+#else
+    if (!emulate.empty()) {
+        std::fprintf(stderr, "qv: this build has no emulated cameras (umockdev was not found when it was built)\n");
+        return 2;
+    }
+#endif
+
+    qv::Console::separateLibraryLog(quiet);
+    if (command == "list") return qv::ListCommand::run(args);
+    if (command == "info") return qv::InfoCommand::run(args);
+    if (command == "stream") return qv::StreamCommand::run(args);
+    if (command == "set") return qv::SettingsCommand::runSet(args);
+    if (command == "get") return qv::SettingsCommand::runGet(args);
+    std::fprintf(stderr, "qv: unknown command \"%s\"\n", command.c_str());
+    return usage(stderr);
 }

@@ -1,0 +1,110 @@
+#include "FrameSaver.h"
+
+#include <algorithm>
+
+#include "DepthColorizer.h"
+#include "PngWriter.h"
+#include "PointCloudFiles.h"
+#include "qv_common.h"
+
+namespace qv {
+
+namespace {
+
+FrameCopy copySlot(const CAM_FRAME& f)
+{
+    FrameCopy c;
+    if (f.size == 0 || f.data == nullptr) return c;
+    c.width = f.width;
+    c.height = f.height;
+    c.bytes.assign(f.data, f.data + f.size);
+    return c;
+}
+
+bool keep(bool ok, const std::string& path, const std::string& why, std::vector<std::string>& written,
+          std::string& error)
+{
+    if (ok)
+        written.push_back(path);
+    else if (error.empty())
+        error = why;
+    return ok;
+}
+
+}  // namespace
+
+SavedGroup FrameSaver::copy(const CAM_DATA& data)
+{
+    SavedGroup g;
+    g.frameId = data.frame[CAM_DATA_SLOT_DEPTH].frameId;
+    g.depth = copySlot(data.frame[CAM_DATA_SLOT_DEPTH]);
+    g.rgb = copySlot(data.frame[CAM_DATA_SLOT_RGB]);
+    g.ir = copySlot(data.frame[CAM_DATA_SLOT_IR]);
+    g.cloud = copySlot(data.frame[CAM_DATA_SLOT_POINTCLOUD]);
+    return g;
+}
+
+std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::string& dir, const std::string& prefix,
+                                           bool depthAligned, std::string& error)
+{
+    std::vector<std::string> written;
+    const std::string base = dir + "/" + prefix;
+    std::string why;
+    const int dw = static_cast<int>(g.depth.width), dh = static_cast<int>(g.depth.height);
+    const bool depthOk = g.depth.present() && g.depth.bytes.size() >= static_cast<size_t>(dw) * dh * 2;
+    const auto* depth = reinterpret_cast<const uint16_t*>(g.depth.bytes.data());
+    if (depthOk) {
+        DepthColorizer colorizer;
+        const std::vector<uint8_t> picture = colorizer.colorize(depth, dw, dh);
+        std::string path = base + "depth_color.png";
+        keep(PngWriter::writeRgb(path, picture.data(), dw, dh + DepthColorizer::kLegendHeight, why), path, why,
+             written, error);
+        path = base + "depth_raw16.png";
+        keep(PngWriter::writeGray16(path, depth, dw, dh, why), path, why, written, error);
+    }
+    if (g.rgb.present()) {
+        const std::string path = base + "color.png";
+        keep(PngWriter::writeBgr(path, g.rgb.bytes.data(), static_cast<int>(g.rgb.width),
+                                 static_cast<int>(g.rgb.height), why),
+             path, why, written, error);
+    }
+    if (g.ir.present()) {
+        const std::string path = base + "ir.png";
+        keep(PngWriter::writeGray8(path, g.ir.bytes.data(), static_cast<int>(g.ir.width), static_cast<int>(g.ir.height),
+                                   why),
+             path, why, written, error);
+    }
+    if (g.cloud.present()) {
+        const auto* points = reinterpret_cast<const float*>(g.cloud.bytes.data());
+        const size_t count = g.cloud.bytes.size() / 12;
+        std::string path = base + "cloud.pcd";
+        savePointCloudWithPcdFormat(path.c_str(), const_cast<float*>(points), count * 3);
+        written.push_back(path);
+
+        // Depth in the colour camera's grid: each cloud point has a colour pixel. The packed
+        // cloud lists the valid depth pixels (1..5000 mm) in raster order.
+        std::vector<uint8_t> colours;
+        const bool aligned = depthAligned && depthOk && g.rgb.present() && count > 0 &&
+                             static_cast<uint64_t>(dw) * g.rgb.height == static_cast<uint64_t>(dh) * g.rgb.width;
+        if (aligned) {
+            colours.reserve(count * 3);
+            const size_t pixels = static_cast<size_t>(dw) * dh;
+            const bool organized = count == pixels;
+            for (size_t i = 0; i < pixels && colours.size() < count * 3; ++i) {
+                if (!organized && (depth[i] == 0 || depth[i] > 5000)) continue;
+                const size_t u = (i % dw) * g.rgb.width / dw, v = (i / dw) * g.rgb.height / dh;
+                const uint8_t* bgr = &g.rgb.bytes[(v * g.rgb.width + u) * 3];
+                colours.push_back(bgr[2]);
+                colours.push_back(bgr[1]);
+                colours.push_back(bgr[0]);
+            }
+            if (colours.size() != count * 3) colours.clear();
+        }
+        path = base + "cloud.ply";
+        keep(PointCloudFiles::writePly(path, points, count, colours.empty() ? nullptr : colours.data(), why), path, why,
+             written, error);
+    }
+    return written;
+}
+
+}  // namespace qv
