@@ -122,7 +122,6 @@ int CameraDriverBase::startStreaming(int mediaMask)
     preStart();
     // Stamped before the transport starts: its first frame may arrive at once.
     m_streamStartNs = steadyNowNs();
-    m_deferredDone = false;
     if (m_capture->start(cfg) < 0) return QV_SDK_ERR_CAPTURE_START;
     postStart();
     m_streaming = true;

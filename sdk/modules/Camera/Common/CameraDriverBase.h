@@ -12,7 +12,7 @@
 
 class CameraDriverBase : public ICameraOps {
 public:
-    // Deferred setting applied once this long after the stream started.
+    // Deferred setting applied once per driver, on the first frame this long after a stream started.
     static constexpr int64_t kDeferredSettingDelayNs = 2000999999;
     static constexpr size_t kInnerRgbBytes = 4147200;
     static constexpr size_t kInnerIrBytes = 2764800;

@@ -515,6 +515,11 @@ int CameraFl30c::rgbDataProcessing(const Transfer& t, uint64_t timestamp)
     int outW = static_cast<int>(m_rgb.width), outH = static_cast<int>(m_rgb.height);
     if ((m_rotate == ROTATE_MODE_90 || m_rotate == ROTATE_MODE_270) && (outH == 360 || outH == 180 || outH == 90))
         outW = std::max(2, (outH * w / h) & ~1);  // keep the aspect of the rotated band
+    // A picture of an odd shape (a bad transfer) could ask for more than the buffers hold.
+    if (static_cast<size_t>(outW) * static_cast<size_t>(outH) * 3 > m_rgbOut.size()) {
+        QV_LOGW("colour image of ", width, "x", height, " cannot be delivered at ", outW, "x", outH);
+        return -1;
+    }
     uint8_t* out = const_cast<uint8_t*>(image);
     if (outW != w || outH != h) {
         uint8_t* target = image == m_rgbOut.data() ? m_rgbDecoded.data() : m_rgbOut.data();
