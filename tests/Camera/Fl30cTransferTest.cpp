@@ -1,0 +1,596 @@
+// How the Fl30c driver splits transfers into frames: the checks that drop bad transfers
+// (with their exact warnings), image kinds, depth on odd transfers, infrared, the raw
+// depth conversion, nearest resizing, rotation and mirroring, denoise scaling, the raw
+// MJPEG pass-through and the calibration taken from the first header.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "Fl30cTestTransfers.h"
+#include "LogCapture.h"
+
+using namespace fl30ctest;
+using orrtest::countAnyLogLines;
+using orrtest::countLogLines;
+using orrtest::StdoutCapture;
+
+namespace {
+
+constexpr const char* kDriver = "CameraFl30c";
+
+class Fl30cTransferTest : public DriverFixture {
+protected:
+    // Opens with a configuration (empty: none), starts with mask and uses up the skipped frames.
+    void stream(int mask, const std::string& config = "")
+    {
+        openWith(config);
+        ASSERT_EQ(driver->startStreaming(mask), 0);
+        warmUp();
+    }
+    // Delivers and returns the callback it caused; false when there was none.
+    bool deliver(const std::vector<uint8_t>& bytes, uint32_t width, uint32_t seq, Delivery& out)
+    {
+        const size_t before = recorder.count();
+        capture->deliver(frameOf(bytes, width, seq));
+        if (recorder.count() == before) return false;
+        out = recorder.last();
+        return true;
+    }
+    bool deliver(const frame_info& frame, Delivery& out)
+    {
+        const size_t before = recorder.count();
+        capture->deliver(frame);
+        if (recorder.count() == before) return false;
+        out = recorder.last();
+        return true;
+    }
+};
+
+// Depth in mm the driver delivers for raw word mm * 16 + fraction.
+uint16_t expectedMm(int mm, int fraction) { return static_cast<uint16_t>(mm + (fraction >= 8 ? 1 : 0)); }
+
+// Source pixel of a nearest resize from in to out pixels (the documented double formula).
+int nearest(int x, int in, int out) { return std::min(static_cast<int>(x / (static_cast<double>(out) / in)), in - 1); }
+
+}  // namespace
+
+// ---------------------------------------------------------------- checks of a transfer
+
+TEST_F(Fl30cTransferTest, ShortAndWronglySizedTransfersAreDroppedAndTheNextIsDelivered)
+{
+    stream(0);
+    const auto good = buildTransfer();
+    Delivery d;
+    {
+        StdoutCapture out;
+        frame_info shortFrame = frameOf(good, 640, 10);
+        shortFrame.size = 1136;
+        EXPECT_FALSE(deliver(shortFrame, d));
+        EXPECT_EQ(countAnyLogLines(out.text()), 0);  // silently
+    }
+    {
+        StdoutCapture out;
+        auto bytes = good;
+        putU32(bytes, 1133, static_cast<uint32_t>(bytes.size() + 1));
+        EXPECT_FALSE(deliver(bytes, 640, 11, d));
+        frame_info truncated = frameOf(good, 640, 12);
+        truncated.size = 500000;
+        EXPECT_FALSE(deliver(truncated, d));
+        const std::string log = out.text();
+        EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "wrong size, read :821760,but framesize:821761"), 1);
+        EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "wrong size, read :500000,but framesize:821760"), 1);
+    }
+    ASSERT_TRUE(deliver(good, 640, 13, d));
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].frameId, 13u);
+}
+
+TEST_F(Fl30cTransferTest, MjpegLengthMustBeAboveZeroAndBelowTheLargestPayload)
+{
+    stream(0);
+    Delivery d;
+    StdoutCapture out;
+    for (uint32_t length : {0u, 821760u, 0xFFFFFFFFu}) {
+        auto bytes = buildTransfer();
+        putU32(bytes, 1072, length);
+        EXPECT_FALSE(deliver(bytes, 640, 3, d)) << length;
+    }
+    // In range, but more than the transfer holds after its header.
+    auto tooLong = buildTransfer();
+    putU32(tooLong, 1072, 821759);
+    EXPECT_FALSE(deliver(tooLong, 640, 5, d));
+    const std::string log = out.text();
+    EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "warning: mjpeg size is 0, not in range 0 ~ 821760"), 1);
+    EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "warning: mjpeg size is 821760, not in range 0 ~ 821760"),
+              1);
+    EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer",
+                            "warning: mjpeg size is 4294967295, not in range 0 ~ 821760"),
+              1);
+    EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer",
+                            "frame of 821760 bytes cannot hold its header and an mjpeg of 821759 bytes"),
+              1);
+    EXPECT_EQ(recorder.count(), 0u);
+}
+
+TEST_F(Fl30cTransferTest, TheLargestMjpegIsAcceptedWhenTheRestFits)
+{
+    stream(0);
+    // A real JPEG padded to 821,759 bytes, then the depth image.
+    std::vector<uint8_t> jpeg = cardJpeg(640, 480);
+    jpeg.resize(821759, 0);
+    const std::vector<uint8_t> normal = buildTransfer();
+    const size_t depthAt = kHeader + cardJpeg(640, 480).size();
+    std::vector<uint8_t> bytes(kHeader + jpeg.size() + 640 * 480 * 2, 0);
+    std::memcpy(bytes.data(), normal.data(), kHeader);
+    putU32(bytes, 1072, 821759);
+    putU32(bytes, 1133, static_cast<uint32_t>(bytes.size()));
+    std::memcpy(&bytes[kHeader], jpeg.data(), jpeg.size());
+    std::memcpy(&bytes[kHeader + jpeg.size()], &normal[depthAt], 640 * 480 * 2);
+    Delivery d;
+    ASSERT_TRUE(deliver(bytes, 640, 7, d));
+    const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
+    ASSERT_EQ(depth.size, 640u * 480 * 2);
+    EXPECT_EQ(depth.at<uint16_t>(0), depthMmAt(0, 0));
+    EXPECT_EQ(depth.at<uint16_t>(479 * 640 + 639), depthMmAt(639, 479));
+    int w = 0, h = 0;
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].bytes, decodeBgr(cardJpeg(640, 480), w, h));
+}
+
+TEST_F(Fl30cTransferTest, KindSixIsDepthKindThreeCarriesOnlyColour)
+{
+    stream(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_POINTCLOUD | QV_MEDIA_RAW_MJPEG);
+    Delivery two, six, three;
+    ASSERT_TRUE(deliver(buildTransfer(), 640, 1, two));
+    TransferSpec spec;
+    spec.kind = 6;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 3, six));
+    EXPECT_EQ(six.slot[CAM_DATA_SLOT_DEPTH].bytes, two.slot[CAM_DATA_SLOT_DEPTH].bytes);
+    EXPECT_EQ(six.slot[CAM_DATA_SLOT_POINTCLOUD].bytes, two.slot[CAM_DATA_SLOT_POINTCLOUD].bytes);
+
+    spec.kind = 3;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 5, three));
+    EXPECT_EQ(three.slot[CAM_DATA_SLOT_DEPTH].size, 0u);
+    EXPECT_EQ(three.slot[CAM_DATA_SLOT_POINTCLOUD].size, 0u);
+    EXPECT_EQ(three.slot[CAM_DATA_SLOT_IR].size, 0u);
+    EXPECT_EQ(three.slot[CAM_DATA_SLOT_RGB].bytes, two.slot[CAM_DATA_SLOT_RGB].bytes);
+    const Slot& raw = three.slot[CAM_DATA_SLOT_FL30C_EXTRA];
+    EXPECT_EQ(raw.type, CAM_FRAME_RAW_MJPEG);
+    EXPECT_EQ(raw.width, 640u);
+    EXPECT_EQ(raw.height, 480u);
+    EXPECT_EQ(raw.frameId, 5u);
+    EXPECT_EQ(raw.bytes, cardJpeg(640, 480));
+
+    // An infrared transfer while infrared is not requested: colour only as well.
+    spec.kind = 1;
+    Delivery one;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 7, one));
+    EXPECT_EQ(one.slot[CAM_DATA_SLOT_DEPTH].size, 0u);
+    EXPECT_EQ(one.slot[CAM_DATA_SLOT_IR].size, 0u);
+    EXPECT_EQ(one.slot[CAM_DATA_SLOT_RGB].size, 640u * 480 * 3);
+}
+
+TEST_F(Fl30cTransferTest, DepthOnOddTransfersOnlyWhenColourRunsAtTwiceTheDepthRate)
+{
+    openWith();
+    setMode(MEDIA_TYPE_RGB, 640, 480, 30);
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB), 0);
+    warmUp();
+    const auto bytes = buildTransfer();
+    std::vector<uint32_t> withDepth;
+    for (uint32_t seq = 100; seq < 106; ++seq) {
+        Delivery d;
+        ASSERT_TRUE(deliver(bytes, 640, seq, d));
+        EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].size, 640u * 480 * 3);
+        if (d.slot[CAM_DATA_SLOT_DEPTH].size != 0) withDepth.push_back(seq);
+    }
+    EXPECT_EQ(withDepth, (std::vector<uint32_t>{101, 103, 105}));
+
+    // With infrared requested, every depth transfer carries depth.
+    makeDriver("FL30C:V1.0.8:H01:20241021");
+    openWith();
+    setMode(MEDIA_TYPE_RGB, 640, 480, 30);
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_IR), 0);
+    recorder.clear();
+    for (uint32_t seq = 200; seq < 204; ++seq) {
+        Delivery d;
+        ASSERT_TRUE(deliver(bytes, 640, seq, d));
+        EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2) << seq;
+    }
+
+    // Equal rates: every transfer.
+    makeDriver("FL30C:V1.0.8:H01:20241021");
+    openWith();
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB), 0);
+    for (uint32_t seq = 300; seq < 302; ++seq) {
+        Delivery d;
+        ASSERT_TRUE(deliver(bytes, 640, seq, d));
+        EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2) << seq;
+    }
+}
+
+// ---------------------------------------------------------------- images
+
+TEST_F(Fl30cTransferTest, DepthIsTheRawWordRoundedToMillimetresAndTheCloudIsItsProjection)
+{
+    stream(0);
+    for (int fraction : {7, 8}) {
+        TransferSpec spec;
+        spec.rawFraction = fraction;
+        Delivery d;
+        ASSERT_TRUE(deliver(buildTransfer(spec), 640, 9, d));
+        const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
+        ASSERT_EQ(depth.width, 640u);
+        ASSERT_EQ(depth.height, 480u);
+        ASSERT_EQ(depth.length, 2u);
+        int wrong = 0;
+        for (int y = 0; y < 480; ++y)
+            for (int x = 0; x < 640; ++x)
+                wrong += depth.at<uint16_t>(static_cast<size_t>(y) * 640 + x) != expectedMm(depthMmAt(x, y), fraction);
+        EXPECT_EQ(wrong, 0) << "fraction " << fraction;
+
+        // Every depth is within 1 .. 5000 mm: one point per pixel, in raster order.
+        const Slot& cloud = d.slot[CAM_DATA_SLOT_POINTCLOUD];
+        ASSERT_EQ(cloud.size, 640u * 480 * 12);
+        const CAM_Parameter k = testCalibration();
+        int off = 0;
+        for (int y = 0; y < 480; y += 7)
+            for (int x = 0; x < 640; x += 5) {
+                const size_t i = (static_cast<size_t>(y) * 640 + x) * 3;
+                const float z = expectedMm(depthMmAt(x, y), fraction);
+                off += std::fabs(cloud.at<float>(i + 2) - z) > 1e-3f;
+                off += std::fabs(cloud.at<float>(i) - (x - k.depthCx) * z / k.depthFx) > 1e-2f;
+                off += std::fabs(cloud.at<float>(i + 1) - (y - k.depthCy) * z / k.depthFy) > 1e-2f;
+            }
+        EXPECT_EQ(off, 0);
+    }
+}
+
+TEST_F(Fl30cTransferTest, InfraredForcesFullDepthAndIsDeliveredAsSent)
+{
+    openWith();
+    setMode(MEDIA_TYPE_DEPTH, 320, 240, 15);
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR), 0);
+    warmUp();
+    TransferSpec spec;
+    spec.kind = 1;
+    Delivery d;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 4, d));
+    const Slot& ir = d.slot[CAM_DATA_SLOT_IR];
+    ASSERT_EQ(ir.type, CAM_FRAME_IR);
+    ASSERT_EQ(ir.width, 640u);
+    ASSERT_EQ(ir.height, 480u);
+    ASSERT_EQ(ir.size, 640u * 480);
+    EXPECT_EQ(ir.frameId, 4u);
+    int wrong = 0;
+    for (int y = 0; y < 480; ++y)
+        for (int x = 0; x < 640; ++x) wrong += ir.bytes[static_cast<size_t>(y) * 640 + x] != irAt(x, y);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 0u);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].size, 640u * 480 * 3);
+
+    ASSERT_TRUE(deliver(buildTransfer(), 640, 5, d));  // the depth of the pair
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].width, 640u);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].height, 480u);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_IR].size, 0u);
+
+    // An infrared image that does not fit its transfer.
+    auto cut = buildTransfer(spec);
+    cut.resize(kHeader + cardJpeg(640, 480).size() + 640 * 480 - 1);
+    putU32(cut, 1133, static_cast<uint32_t>(cut.size()));
+    StdoutCapture out;
+    ASSERT_TRUE(deliver(cut, 640, 7, d));
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_IR].size, 0u);
+    EXPECT_EQ(countLogLines(out.text(), "WARN", kDriver, "irDataProcessing", "frame size not match"), 1);
+}
+
+TEST_F(Fl30cTransferTest, DepthOfAnotherSizeIsResizedToTheStoredSizeByNearestNeighbour)
+{
+    openWith();
+    setMode(MEDIA_TYPE_DEPTH, 320, 240, 15);
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH), 0);
+    warmUp();
+    Delivery d;
+    ASSERT_TRUE(deliver(buildTransfer(), 640, 1, d));  // 640 x 480 down to 320 x 240
+    Slot depth = d.slot[CAM_DATA_SLOT_DEPTH];
+    ASSERT_EQ(depth.width, 320u);
+    ASSERT_EQ(depth.height, 240u);
+    int wrong = 0;
+    for (int y = 0; y < 240; ++y)
+        for (int x = 0; x < 320; ++x)
+            wrong += depth.at<uint16_t>(static_cast<size_t>(y) * 320 + x) !=
+                     depthMmAt(nearest(x, 640, 320), nearest(y, 480, 240));
+    EXPECT_EQ(wrong, 0);
+
+    TransferSpec small;
+    small.width = 160;  // 160 x 120 up to 320 x 240
+    ASSERT_TRUE(deliver(buildTransfer(small), 160, 2, d));
+    depth = d.slot[CAM_DATA_SLOT_DEPTH];
+    ASSERT_EQ(depth.width, 320u);
+    ASSERT_EQ(depth.height, 240u);
+    wrong = 0;
+    for (int y = 0; y < 240; ++y)
+        for (int x = 0; x < 320; ++x)
+            wrong += depth.at<uint16_t>(static_cast<size_t>(y) * 320 + x) !=
+                     depthMmAt(nearest(x, 160, 320), nearest(y, 120, 240));
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(Fl30cTransferTest, ColourIsDecodedAndResizedByNearestNeighbourToTheRequestedSize)
+{
+    makeDriver("FL30C:V1.0.8:001:20241021");  // 1280 x 720 MJPEG
+    openWith();
+    setMode(MEDIA_TYPE_RGB, 640, 480, 15);
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
+    warmUp();
+    TransferSpec spec;
+    spec.mjpegWidth = 1280, spec.mjpegHeight = 720;
+    Delivery d;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 3, d));
+    const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
+    ASSERT_EQ(rgb.width, 640u);
+    ASSERT_EQ(rgb.height, 480u);
+    ASSERT_EQ(rgb.size, 640u * 480 * 3);
+    EXPECT_EQ(rgb.length, 3u);
+    int w = 0, h = 0;
+    const auto decoded = decodeBgr(cardJpeg(1280, 720), w, h);
+    int wrong = 0;
+    for (int y = 0; y < 480; ++y)
+        for (int x = 0; x < 640; ++x) {
+            const size_t src = (static_cast<size_t>(nearest(y, 720, 480)) * 1280 + nearest(x, 1280, 640)) * 3;
+            wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 640 + x) * 3], &decoded[src], 3) != 0;
+        }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 0u);  // not requested
+}
+
+// Pixel of the image before a turn that lands at (x, y) after it (clockwise quarter turns),
+// and mirror left-right after the turn; w, h: size before the turn.
+std::pair<int, int> sourceOf(int x, int y, int w, int h, int rotate, bool mirror)
+{
+    const int outW = (rotate == 90 || rotate == 270) ? h : w;
+    if (mirror) x = outW - 1 - x;
+    switch (rotate) {
+    case 90: return {y, h - 1 - x};
+    case 180: return {w - 1 - x, h - 1 - y};
+    case 270: return {w - 1 - y, x};
+    default: return {x, y};
+    }
+}
+
+TEST_F(Fl30cTransferTest, RotationAndMirrorTurnDepthInfraredAndColour)
+{
+    int w = 0, h = 0;
+    const auto decoded = decodeBgr(cardJpeg(640, 480), w, h);
+    for (int rotate : {0, 90, 180, 270})
+        for (bool mirror : {false, true}) {
+            SCOPED_TRACE("rotate " + std::to_string(rotate) + (mirror ? " mirrored" : ""));
+            makeDriver("FL30C:V1.0.8:H01:20241021");
+            openWith(fl30cConfig("", "{\"rotate\": " + std::to_string(rotate) + ", \"mirror\": " + (mirror ? "1" : "0") + "}"));
+            ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR), 0);
+            warmUp();
+            Delivery d;
+            ASSERT_TRUE(deliver(buildTransfer(), 640, 1, d));
+            const bool quarter = rotate == 90 || rotate == 270;
+            const uint32_t outW = quarter ? 480 : 640, outH = quarter ? 640 : 480;
+            const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
+            ASSERT_EQ(depth.width, outW);
+            ASSERT_EQ(depth.height, outH);
+            int wrong = 0;
+            for (int y = 0; y < static_cast<int>(outH); ++y)
+                for (int x = 0; x < static_cast<int>(outW); ++x) {
+                    const auto [sx, sy] = sourceOf(x, y, 640, 480, rotate, mirror);
+                    wrong += depth.at<uint16_t>(static_cast<size_t>(y) * outW + x) != depthMmAt(sx, sy);
+                }
+            EXPECT_EQ(wrong, 0) << "depth";
+
+            // Colour turns the same way, then is sized back to the requested 640 x 480.
+            const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
+            ASSERT_EQ(rgb.width, 640u);
+            ASSERT_EQ(rgb.height, 480u);
+            wrong = 0;
+            for (int y = 0; y < 480; ++y)
+                for (int x = 0; x < 640; ++x) {
+                    const int rx = nearest(x, static_cast<int>(outW), 640), ry = nearest(y, static_cast<int>(outH), 480);
+                    const auto [sx, sy] = sourceOf(rx, ry, 640, 480, rotate, mirror);
+                    wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 640 + x) * 3],
+                                         &decoded[(static_cast<size_t>(sy) * 640 + sx) * 3], 3) != 0;
+                }
+            EXPECT_EQ(wrong, 0) << "colour";
+
+            TransferSpec irSpec;
+            irSpec.kind = 1;
+            ASSERT_TRUE(deliver(buildTransfer(irSpec), 640, 2, d));
+            const Slot& ir = d.slot[CAM_DATA_SLOT_IR];
+            ASSERT_EQ(ir.width, outW);
+            ASSERT_EQ(ir.height, outH);
+            wrong = 0;
+            for (int y = 0; y < static_cast<int>(outH); ++y)
+                for (int x = 0; x < static_cast<int>(outW); ++x) {
+                    const auto [sx, sy] = sourceOf(x, y, 640, 480, rotate, mirror);
+                    wrong += ir.bytes[static_cast<size_t>(y) * outW + x] != irAt(sx, sy);
+                }
+            EXPECT_EQ(wrong, 0) << "infrared";
+        }
+}
+
+TEST_F(Fl30cTransferTest, QuarterTurnsOfWideColourKeepTheCentreBand)
+{
+    makeDriver("FL30C:V1.0.8:001:20241021");  // 1280 x 720
+    openWith(fl30cConfig("", R"({"rotate": 90})"));
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
+    warmUp();
+    TransferSpec spec;
+    spec.mjpegWidth = 1280, spec.mjpegHeight = 720;
+    Delivery d;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 1, d));
+    const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
+    ASSERT_EQ(rgb.width, 1280u);
+    ASSERT_EQ(rgb.height, 720u);
+    int w = 0, h = 0;
+    const auto decoded = decodeBgr(cardJpeg(1280, 720), w, h);
+    int wrong = 0;
+    for (int y = 0; y < 720; y += 3)
+        for (int x = 0; x < 1280; x += 3) {
+            // Band 960 x 720 from column 160, turned to 720 x 960, sized to 1280 x 720.
+            const auto [bx, by] = sourceOf(nearest(x, 720, 1280), nearest(y, 960, 720), 960, 720, 90, false);
+            wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 1280 + x) * 3],
+                                 &decoded[(static_cast<size_t>(by) * 1280 + 160 + bx) * 3], 3) != 0;
+        }
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(Fl30cTransferTest, QuarterTurnToAThreeHundredSixtyRowOutputKeepsTheAspect)
+{
+    makeDriver("FL30C:V1.0.8:H03:20241021");  // 640 x 360
+    openWith(fl30cConfig("", R"({"rotate": 270})"));
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
+    warmUp();
+    TransferSpec spec;
+    spec.mjpegWidth = 640, spec.mjpegHeight = 360;
+    Delivery d;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 1, d));
+    const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
+    ASSERT_EQ(rgb.height, 360u);
+    ASSERT_EQ(rgb.width, 202u);  // 360 x 360 / 640, even
+    int w = 0, h = 0;
+    const auto decoded = decodeBgr(cardJpeg(640, 360), w, h);
+    int wrong = 0;
+    for (int y = 0; y < 360; ++y)
+        for (int x = 0; x < 202; ++x) {
+            const auto [sx, sy] = sourceOf(nearest(x, 360, 202), nearest(y, 640, 360), 640, 360, 270, false);
+            wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 202 + x) * 3],
+                                 &decoded[(static_cast<size_t>(sy) * 640 + sx) * 3], 3) != 0;
+        }
+    EXPECT_EQ(wrong, 0);
+}
+
+TEST_F(Fl30cTransferTest, ColourImageOfAnOddShapeCannotOverrunTheFrameBuffers)
+{
+    // A tall, narrow picture from a bad transfer: after a quarter turn a 360-row output
+    // would be 23,040 columns wide.
+    makeDriver("FL30C:V1.0.8:H03:20241021");
+    openWith(fl30cConfig("", R"({"rotate": 90})"));
+    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB), 0);
+    warmUp();
+    const auto jpeg = encodeJpeg(colourCard(64, 4096), 64, 4096);
+    TransferSpec spec;
+    spec.jpeg = &jpeg;
+    Delivery d;
+    StdoutCapture out;
+    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 1, d));
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].size, 0u);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2);
+    EXPECT_EQ(countLogLines(out.text(), "WARN", kDriver, "rgbDataProcessing",
+                            "colour image of 64x4096 cannot be delivered at 23040x360"),
+              1);
+}
+
+// ---------------------------------------------------------------- denoise
+
+namespace {
+
+// 1,000 mm everywhere, with two square speckles at 3,000 mm: 8 x 8 and 12 x 12 pixels.
+std::vector<uint16_t> speckledDepth()
+{
+    std::vector<uint16_t> mm(640 * 480, 1000);
+    for (int y = 100; y < 108; ++y)
+        for (int x = 100; x < 108; ++x) mm[static_cast<size_t>(y) * 640 + x] = 3000;
+    for (int y = 300; y < 312; ++y)
+        for (int x = 400; x < 412; ++x) mm[static_cast<size_t>(y) * 640 + x] = 3000;
+    return mm;
+}
+
+std::string denoiseConfig(int width, int height)
+{
+    return fl30cConfig("", "", "{\"Denoise\": {\"enable\": 1, \"depth_width\": " + std::to_string(width) +
+                                   ", \"depth_height\": " + std::to_string(height) +
+                                   ", \"factor\": 4, \"newVal\": 0, \"maxSpeckleSize\": 400, \"maxDiff\": 10, "
+                                   "\"max_th\": 65535}}");
+}
+
+}  // namespace
+
+TEST_F(Fl30cTransferTest, DenoiseScalesTheSpeckleSizeByTheConfiguredMultiple)
+{
+    const auto mm = speckledDepth();
+    TransferSpec spec;
+    spec.depthMm = &mm;
+    const auto bytes = buildTransfer(spec);
+    struct Case {
+        int width, height;
+        bool smallGone, largeGone;
+    };
+    // 640 x 480: k = 1, speckles up to 400 pixels go. 1280 x 960: k = 2, up to 400 / 4 = 100.
+    for (const Case& c : {Case{640, 480, true, true}, Case{1280, 960, true, false}}) {
+        SCOPED_TRACE(std::to_string(c.width) + "x" + std::to_string(c.height));
+        makeDriver("FL30C:V1.0.8:H01:20241021");
+        openWith(denoiseConfig(c.width, c.height));
+        ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH), 0);
+        warmUp();
+        Delivery d;
+        StdoutCapture out;
+        ASSERT_TRUE(deliver(bytes, 640, 1, d));
+        EXPECT_EQ(countAnyLogLines(out.text()), 0);
+        const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
+        EXPECT_EQ(depth.at<uint16_t>(103 * 640 + 103), c.smallGone ? 0 : 3000);
+        EXPECT_EQ(depth.at<uint16_t>(305 * 640 + 405), c.largeGone ? 0 : 3000);
+        EXPECT_EQ(depth.at<uint16_t>(10 * 640 + 10), 1000);
+    }
+}
+
+TEST_F(Fl30cTransferTest, DenoiseIsSkippedWhenTheConfiguredSizeIsNoMultipleOfTheImage)
+{
+    const auto mm = speckledDepth();
+    TransferSpec spec;
+    spec.depthMm = &mm;
+    const auto bytes = buildTransfer(spec);
+    for (auto [w, h] : {std::pair<int, int>{1280, 720}, {1000, 750}, {320, 240}}) {
+        SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
+        makeDriver("FL30C:V1.0.8:H01:20241021");
+        openWith(denoiseConfig(w, h));
+        ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH), 0);
+        warmUp();
+        Delivery d;
+        StdoutCapture out;
+        ASSERT_TRUE(deliver(bytes, 640, 1, d));
+        const std::string log = out.text();
+        EXPECT_EQ(countLogLines(log, "ERROR", kDriver, "denoise", "denoise depth image fail!"), 1);
+        EXPECT_EQ(countLogLines(log, "WARN", kDriver, "denoise",
+                                "The denoising parameter width and height in the configuration file are not "
+                                "multiplesof the current resolution.Please fill in the denoising parameter width "
+                                "and heightcorrectly in the configuration file, or set the resolution correctly."),
+                  1);
+        const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
+        EXPECT_EQ(depth.at<uint16_t>(103 * 640 + 103), 3000);  // untouched
+        EXPECT_EQ(depth.at<uint16_t>(305 * 640 + 405), 3000);
+    }
+}
+
+// ---------------------------------------------------------------- calibration
+
+TEST_F(Fl30cTransferTest, CalibrationIsTheFirstHeadersAndArrivesWithTheFirstFrame)
+{
+    openWith();
+    CAM_Parameter p{};
+    {
+        StdoutCapture out;
+        EXPECT_EQ(driver->getCameraParameter(&p), -1);
+        EXPECT_EQ(countLogLines(out.text(), "ERROR", kDriver, "getCameraParameter",
+                                "the calibration arrives with the first frame: start streaming first"),
+                  1);
+    }
+    ASSERT_EQ(driver->startStreaming(0), 0);
+    warmUp();
+    EXPECT_EQ(driver->getCameraParameter(&p), -1);  // skipped frames are not read
+    Delivery d;
+    ASSERT_TRUE(deliver(buildTransfer(), 640, 1, d));
+    ASSERT_EQ(driver->getCameraParameter(&p), 0);
+    const CAM_Parameter sent = testCalibration();
+    EXPECT_EQ(std::memcmp(&p, &sent, sizeof p), 0);
+
+    TransferSpec other;
+    other.calibration.depthFx = 1.f;
+    ASSERT_TRUE(deliver(buildTransfer(other), 640, 2, d));
+    ASSERT_EQ(driver->getCameraParameter(&p), 0);
+    EXPECT_EQ(std::memcmp(&p, &sent, sizeof p), 0);  // later headers are not read again
+}
