@@ -136,12 +136,17 @@ int CameraDriverBase::stopStreaming(int mediaMask)
         QV_LOGW("The camera is not started");
         return 0;
     }
-    m_mediaMask &= ~static_cast<uint32_t>(mediaMask);
-    if (mediaMask != 0 && m_mediaMask != 0) return 0;  // other streams keep the transport running
+    const uint32_t remaining = m_mediaMask & ~static_cast<uint32_t>(mediaMask);
+    if (mediaMask != 0 && remaining != 0) {  // other streams keep the transport running
+        m_mediaMask = remaining;
+        return 0;
+    }
+    QV_LOGI("stop streaming");
+    // The transport first: a transfer it is still handing over keeps the streams it was
+    // asked for, instead of arriving as an empty group.
+    m_capture->stop();
     m_mediaMask = 0;
     m_streaming = false;
-    QV_LOGI("stop streaming");
-    m_capture->stop();
     m_started = false;
     return 0;
 }
