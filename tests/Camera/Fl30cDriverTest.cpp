@@ -325,6 +325,46 @@ TEST_F(Fl30cDriverTest, PartialStopKeepsTheTransportAndAFullStopEndsIt)
     EXPECT_EQ(capture->stops, 2);
 }
 
+namespace {
+
+// A transport whose reading thread hands over one last transfer while stop() waits for it.
+class InFlightCapture : public OrderedCapture {
+public:
+    int stop() override
+    {
+        if (!last.empty()) deliver(frameOf(last, 640, 77));
+        return OrderedCapture::stop();
+    }
+    std::vector<uint8_t> last;
+};
+
+}  // namespace
+
+TEST_F(Fl30cDriverTest, ATransferArrivingWhileTheStreamStopsKeepsItsStreams)
+{
+    Recorder lastFrames;
+    auto fake = std::make_unique<InFlightCapture>();
+    InFlightCapture* inFlight = fake.get();
+    inFlight->replyText(0x27, "FL30C:V1.0.8:H01:20241021");
+    TestFl30c stopping(fl30cAttr(), &handleTag, std::move(fake));
+    STREAM_CALLBACK_S cb = lastFrames.callback();
+    stopping.registerDataCallback(&cb);
+    ASSERT_EQ(stopping.open(nullptr), 0);
+    ASSERT_EQ(stopping.startStreaming(0), 0);
+    const auto bytes = buildTransfer();
+    for (uint32_t seq = 1; stopping.skipped() < CameraFl30c::kFrameSkipCount; ++seq)
+        inFlight->deliver(frameOf(bytes, 640, seq));
+    inFlight->last = bytes;
+    ASSERT_EQ(stopping.stopStreaming(0), 0);
+    ASSERT_EQ(lastFrames.count(), 1u);
+    const Delivery d = lastFrames.at(0);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2);
+    EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].size, 640u * 480 * 3);
+    EXPECT_GT(d.slot[CAM_DATA_SLOT_POINTCLOUD].size, 0u);
+    EXPECT_EQ(stopping.mediaMask(), 0u);
+    EXPECT_FALSE(stopping.isStarted());
+}
+
 TEST_F(Fl30cDriverTest, CloseStopsAStreamAndClosesTheTransportOnce)
 {
     EXPECT_EQ(driver->close(), 0);  // never opened

@@ -1,0 +1,540 @@
+// The Fl30c through the exported interface only, against emulated cameras: streams of
+// depth, colour, point cloud (and infrared) checked frame by frame against the emulated
+// scene, two cameras at once, every kind of bad transfer the camera can send, the clock
+// of the timestamps, unplugging while streaming, and many open/start/stop/close cycles.
+#include <gtest/gtest.h>
+#include <turbojpeg.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <condition_variable>
+#include <cstring>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "EmulatedDeviceTest.h"
+#include "EmulatedFl30c.h"
+#include "Fl30cScene.h"
+#include "Fl30cTransferBuilder.h"
+#include "LogCapture.h"
+#include "qv_camera_sdk_api.h"
+
+using namespace orrindale::emulator;
+using namespace std::chrono_literals;
+using orrtest::countLogLines;
+
+namespace {
+
+constexpr int kW = 640, kH = 480;
+
+// What every frame of an emulated Fl30c must show at 640 x 480.
+struct SceneReference {
+    std::vector<uint16_t> depthMm;  // as delivered: the raw word rounded to millimetres
+    std::vector<SceneHit> hits;     // ground truth per depth pixel
+    std::vector<uint8_t> ir;
+    std::vector<uint8_t> colourBgr;  // the camera's MJPEG as the library decodes it (fast DCT, B, G, R)
+    int colourOffScene = -1;         // interior pixels of colourBgr more than 12 off their surface's colour
+
+    static std::shared_ptr<const SceneReference> of(EmulatedFl30c& camera)
+    {
+        auto r = std::make_shared<SceneReference>();
+        const CameraIntrinsics depth = camera.calibration().depthFor(kW, kH);
+        r->hits.resize(size_t(kW) * kH);
+        r->depthMm.resize(r->hits.size());
+        r->ir.resize(r->hits.size());
+        for (int v = 0; v < kH; ++v)
+            for (int u = 0; u < kW; ++u) {
+                const size_t i = size_t(v) * kW + size_t(u);
+                r->hits[i] = Fl30cScene::atDepthPixel(u, v, depth);
+                r->depthMm[i] = uint16_t(Fl30cScene::hostMillimetres(Fl30cScene::rawDepth(r->hits[i])));
+                r->ir[i] = Fl30cScene::irOf(r->hits[i].surface);
+            }
+        const auto jpeg = camera.renderer().mjpeg(kW, kH);
+        tjhandle tj = tjInitDecompress();
+        r->colourBgr.resize(size_t(kW) * kH * 3);
+        const int ret =
+            tjDecompress2(tj, jpeg->data(), jpeg->size(), r->colourBgr.data(), kW, 0, kH, TJPF_BGR, TJFLAG_FASTDCT);
+        tjDestroy(tj);
+        if (ret != 0) r->colourBgr.clear();
+        r->colourOffScene = ret != 0 ? -1 : r->countColourOffScene(camera.calibration());
+        return r;
+    }
+
+    // Pixels whose 17 x 17 neighbourhood (a JPEG block and its chroma) sees one surface must show that surface's colour.
+    int countColourOffScene(const Fl30cCalibration& calibration) const
+    {
+        const CameraIntrinsics colour = calibration.colourFor(kW, kH);
+        std::vector<SceneSurface> surface(size_t(kW) * kH);
+        for (int v = 0; v < kH; ++v)
+            for (int u = 0; u < kW; ++u)
+                surface[size_t(v) * kW + size_t(u)] = Fl30cScene::atColourPixel(u, v, colour, calibration).surface;
+        int off = 0;
+        for (int v = 8; v < kH - 8; ++v)
+            for (int u = 8; u < kW - 8; ++u) {
+                const SceneSurface s = surface[size_t(v) * kW + size_t(u)];
+                bool interior = true;
+                for (int dv = -8; dv <= 8 && interior; ++dv)
+                    for (int du = -8; du <= 8 && interior; ++du)
+                        interior = surface[size_t(v + dv) * kW + size_t(u + du)] == s;
+                if (!interior) continue;
+                const auto rgb = Fl30cScene::colourOf(s);
+                const uint8_t* bgr = &colourBgr[(size_t(v) * kW + size_t(u)) * 3];
+                for (int c = 0; c < 3; ++c) off += std::abs(int(bgr[2 - c]) - int(rgb[size_t(c)])) > 12;
+            }
+        return off;
+    }
+};
+
+// Checks every callback of one camera against the scene and keeps the counts.
+class StreamChecker {
+public:
+    explicit StreamChecker(std::shared_ptr<const SceneReference> reference) : m_ref(std::move(reference)) {}
+
+    static void onFrames(void* handle, const CAM_DATA* data, void* user)
+    {
+        static_cast<StreamChecker*>(user)->check(handle, *data);
+    }
+    STREAM_CALLBACK_S callback() { return STREAM_CALLBACK_S{&StreamChecker::onFrames, this}; }
+    int colourOffScene() const { return m_ref->colourOffScene; }
+
+    bool waitFor(int callbacks, std::chrono::milliseconds timeout)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_cv.wait_for(lock, timeout, [&] { return calls >= callbacks; });
+    }
+    int callCount()
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        return calls;
+    }
+
+    // Results, read once the stream has stopped (or under the lock).
+    std::mutex m_mutex;
+    int calls = 0;
+    int depthFrames = 0, colourFrames = 0, cloudFrames = 0, irFrames = 0;
+    int badDepth = 0, depthOutOfRounding = 0, badColour = 0, badCloud = 0, badIr = 0, badIds = 0;
+    int badShapes = 0;
+    std::vector<uint32_t> ids;
+    std::vector<uint64_t> stamps;
+    void* handle = nullptr;
+    bool otherHandle = false;
+
+private:
+    void check(void* h, const CAM_DATA& data)
+    {
+        const CAM_FRAME& depth = data.frame[CAM_DATA_SLOT_DEPTH];
+        const CAM_FRAME& colour = data.frame[CAM_DATA_SLOT_RGB];
+        const CAM_FRAME& cloud = data.frame[CAM_DATA_SLOT_POINTCLOUD];
+        const CAM_FRAME& ir = data.frame[CAM_DATA_SLOT_IR];
+        const SceneReference& ref = *m_ref;
+        int bad[5] = {};
+        int outOfRounding = 0, shapes = 0;
+        if (depth.size != 0) {
+            shapes += depth.width != kW || depth.height != kH || depth.size != kW * kH * 2;
+            if (shapes == 0) {
+                for (size_t i = 0; i < ref.depthMm.size(); ++i) {
+                    uint16_t mm;
+                    std::memcpy(&mm, depth.data + 2 * i, 2);
+                    bad[0] += mm != ref.depthMm[i];
+                    if (ref.depthMm[i] != 0) outOfRounding += std::fabs(mm - ref.hits[i].depthMm) > 0.5 + 1.0 / 32;
+                }
+            }
+        }
+        if (colour.size != 0) {
+            shapes += colour.width != kW || colour.height != kH || colour.size != kW * kH * 3;
+            bad[1] = shapes != 0 || std::memcmp(colour.data, ref.colourBgr.data(), ref.colourBgr.size()) != 0;
+        }
+        if (cloud.size != 0) bad[2] = checkCloud(depth, cloud);
+        if (ir.size != 0) {
+            shapes += ir.width != kW || ir.height != kH || ir.size != kW * kH;
+            bad[3] = shapes != 0 || std::memcmp(ir.data, ref.ir.data(), ref.ir.size()) != 0;
+        }
+        // Every slot of one callback carries the transfer's frame id.
+        uint32_t id = depth.frameId;
+        for (int s = CAM_DATA_SLOT_DEPTH; s <= CAM_DATA_SLOT_POINTCLOUD; ++s) bad[4] += data.frame[s].frameId != id;
+        const CAM_FRAME& stamped = depth.size != 0 ? depth : colour;
+
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (handle == nullptr) handle = h;
+        otherHandle = otherHandle || h != handle;
+        ++calls;
+        depthFrames += depth.size != 0;
+        colourFrames += colour.size != 0;
+        cloudFrames += cloud.size != 0;
+        irFrames += ir.size != 0;
+        badDepth += bad[0] != 0;
+        depthOutOfRounding += outOfRounding != 0;
+        badColour += bad[1];
+        badCloud += bad[2];
+        badIr += bad[3];
+        badIds += bad[4] != 0 || (!ids.empty() && id <= ids.back());
+        badShapes += shapes != 0;
+        ids.push_back(id);
+        stamps.push_back(stamped.timestamp);
+        m_cv.notify_all();
+    }
+
+    // The cloud holds one point per depth pixel of 1 .. 5000 mm, in raster order; each lies
+    // within 1% of the scene point the pixel sees, and on the floor or wall plane within 1%.
+    int checkCloud(const CAM_FRAME& depth, const CAM_FRAME& cloud) const
+    {
+        if (depth.size == 0) return 1;
+        const SceneReference& ref = *m_ref;
+        const auto* points = reinterpret_cast<const float*>(cloud.data);
+        const size_t count = cloud.size / 12;
+        size_t n = 0;
+        int bad = 0;
+        for (size_t i = 0; i < ref.depthMm.size(); ++i) {
+            uint16_t mm;
+            std::memcpy(&mm, depth.data + 2 * i, 2);
+            if (mm == 0 || mm > 5000) continue;
+            if (n >= count) return 1;
+            const float* p = points + 3 * n++;
+            const SceneHit& hit = ref.hits[i];
+            const double dx = p[0] - hit.point[0], dy = p[1] - hit.point[1], dz = p[2] - hit.point[2];
+            const double norm = std::sqrt(hit.point[0] * hit.point[0] + hit.point[1] * hit.point[1] +
+                                          hit.point[2] * hit.point[2]);
+            bad += std::sqrt(dx * dx + dy * dy + dz * dz) > 0.01 * norm;
+            if (hit.surface == SceneSurface::Floor) bad += std::fabs(p[1] - 600.0) > 6.0;
+            if (hit.surface == SceneSurface::BackWall) bad += std::fabs(p[2] - 2800.0) > 28.0;
+        }
+        return bad != 0 || n != count;
+    }
+
+    std::shared_ptr<const SceneReference> m_ref;
+    std::condition_variable m_cv;
+};
+
+class Fl30cEndToEndTest : public EmulatedDeviceTest {
+protected:
+    void SetUp() override
+    {
+        EmulatedDeviceTest::SetUp();
+        QV_SDK_Init();
+    }
+    void TearDown() override
+    {
+        EXPECT_EQ(QV_SDK_FreeCameraList(list), 0);
+        QV_SDK_Deinit();
+        EmulatedDeviceTest::TearDown();
+    }
+    // Lists the cameras; the handle of the one at this bus and address.
+    void* handleAt(int bus, int address)
+    {
+        if (list.empty()) QV_SDK_GetCameraList(list);
+        for (void* h : list) {
+            QV_CAM_ATTR a;
+            if (QV_SDK_GetCameraAttrs(h, a) == 0 && a.attr.usbAttrs.busnum == bus && a.attr.usbAttrs.dev == address)
+                return h;
+        }
+        return nullptr;
+    }
+    // Opens the camera and registers the checker's callback.
+    void openAndRegister(void* handle, StreamChecker& checker)
+    {
+        ASSERT_EQ(QV_SDK_OpenCamera(handle, nullptr), 0);
+        STREAM_CALLBACK_S cb = checker.callback();
+        ASSERT_EQ(QV_SDK_RegisterStreamCallback(handle, &cb), 0);
+    }
+    static void setMode(void* handle, MEDIA_TYPE_E type, uint32_t w, uint32_t h, uint32_t fps)
+    {
+        STREAM_PARAM_S p{w, h, fps};
+        ASSERT_EQ(QV_SDK_SetStreamParam(handle, type, &p), 0);
+    }
+
+    std::list<void*> list;
+};
+
+void expectCleanStream(StreamChecker& c, int frames, bool withIr)
+{
+    std::lock_guard<std::mutex> lock(c.m_mutex);
+    EXPECT_EQ(c.colourOffScene(), 0);
+    EXPECT_GE(c.calls, frames);
+    EXPECT_EQ(c.badShapes, 0);
+    EXPECT_EQ(c.badDepth, 0);
+    EXPECT_EQ(c.depthOutOfRounding, 0);
+    EXPECT_EQ(c.badColour, 0);
+    EXPECT_EQ(c.badCloud, 0);
+    EXPECT_EQ(c.badIr, 0);
+    EXPECT_EQ(c.badIds, 0);  // strictly increasing: none delivered twice
+    EXPECT_FALSE(c.otherHandle);
+    EXPECT_EQ(c.colourFrames, c.calls);
+    if (withIr) {
+        // Depth and infrared transfers take turns.
+        EXPECT_GE(c.depthFrames, c.calls / 2 - 1);
+        EXPECT_GE(c.irFrames, c.calls / 2 - 1);
+        EXPECT_EQ(c.depthFrames + c.irFrames, c.calls);
+    } else {
+        EXPECT_EQ(c.depthFrames, c.calls);
+        EXPECT_EQ(c.irFrames, 0);
+    }
+    EXPECT_EQ(c.cloudFrames, c.depthFrames);
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------- streams checked against the scene
+
+TEST_F(Fl30cEndToEndTest, ThreeHundredFramesOfDepthColourAndCloudAtThirtyFramesPerSecond)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    openAndRegister(handle, checker);
+    setMode(handle, MEDIA_TYPE_DEPTH, 640, 480, 30);
+    setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    EXPECT_EQ(camera->settings().frameRate, 30);
+    ASSERT_TRUE(checker.waitFor(300, 60s)) << checker.callCount() << " frames";
+    ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    expectCleanStream(checker, 300, false);
+    EXPECT_EQ(camera->commits(), 1u);
+}
+
+TEST_F(Fl30cEndToEndTest, ThreeHundredFramesWithInfraredTakingTurnsWithDepth)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    camera->setStreamMode(Fl30cStreamMode::Alternate);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    openAndRegister(handle, checker);
+    ASSERT_EQ(QV_SDK_StartStream(handle, QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR | QV_MEDIA_POINTCLOUD), 0);
+    EXPECT_EQ(camera->settings().frameRate, 30);
+    ASSERT_TRUE(checker.waitFor(300, 60s)) << checker.callCount() << " frames";
+    ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    expectCleanStream(checker, 300, true);
+}
+
+TEST_F(Fl30cEndToEndTest, TwoCamerasStreamAtOnceEachToItsOwnCallback)
+{
+    EmulatedFl30c* first = bed().addFl30c(UsbLocation(1, {4}, 5));
+    EmulatedFl30c* second = bed().addFl30c(UsbLocation(2, {1, 3}, 8));
+    ASSERT_NE(first, nullptr);
+    ASSERT_NE(second, nullptr);
+    const auto reference = SceneReference::of(*first);
+    StreamChecker a(reference), b(reference);
+    void* ha = handleAt(1, 5);
+    void* hb = handleAt(2, 8);
+    ASSERT_NE(ha, nullptr);
+    ASSERT_NE(hb, nullptr);
+    openAndRegister(ha, a);
+    openAndRegister(hb, b);
+    for (void* h : {ha, hb}) {
+        setMode(h, MEDIA_TYPE_DEPTH, 640, 480, 30);
+        setMode(h, MEDIA_TYPE_RGB, 640, 480, 30);
+        ASSERT_EQ(QV_SDK_StartStream(h, 0), 0);
+    }
+    EXPECT_TRUE(a.waitFor(300, 60s)) << a.callCount() << " frames";
+    EXPECT_TRUE(b.waitFor(300, 60s)) << b.callCount() << " frames";
+    EXPECT_EQ(QV_SDK_StopStream(ha, 0), 0);
+    EXPECT_EQ(QV_SDK_StopStream(hb, 0), 0);
+    expectCleanStream(a, 300, false);
+    expectCleanStream(b, 300, false);
+    EXPECT_EQ(a.handle, ha);
+    EXPECT_EQ(b.handle, hb);
+}
+
+// ---------------------------------------------------------------- bad transfers
+
+TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStreamingGoesOn)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    openAndRegister(handle, checker);
+    setMode(handle, MEDIA_TYPE_DEPTH, 640, 480, 30);
+    setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    ASSERT_TRUE(checker.waitFor(3, 10s));
+
+    struct Case {
+        const char* name;
+        Fl30cTransferFault fault;
+        const char* warning;  // null: dropped without a word
+    };
+    std::vector<Case> cases;
+    const auto add = [&](const char* name, auto set, const char* warning) {
+        Fl30cTransferFault f;
+        set(f);
+        f.transfers = 1;
+        cases.push_back({name, f, warning});
+    };
+    add("frame size field one more", [](auto& f) { f.frameSizeField = 821761; },
+        "wrong size, read :821760,but framesize:821761");
+    add("truncated", [](auto& f) { f.truncateTo = 500000; }, "wrong size, read :500000,but framesize:821760");
+    add("shorter than a header", [](auto& f) { f.truncateTo = 1136; }, nullptr);
+    add("no mjpeg", [](auto& f) { f.mjpegLengthField = 0; }, "warning: mjpeg size is 0, not in range 0 ~ 821760");
+    add("mjpeg of the whole transfer", [](auto& f) { f.mjpegLengthField = 821760; },
+        "warning: mjpeg size is 821760, not in range 0 ~ 821760");
+    add("mjpeg past the end", [](auto& f) { f.mjpegLengthField = 821759; },
+        "frame of 821760 bytes cannot hold its header and an mjpeg of 821759 bytes");
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        orrtest::StdoutCapture out;
+        const int before = checker.callCount();
+        camera->setTransferFault(c.fault);
+        ASSERT_TRUE(checker.waitFor(before + 3, 10s));  // the stream goes on
+        const std::string log = out.text();
+        if (c.warning != nullptr) {
+            EXPECT_EQ(countLogLines(log, "WARN", "CameraFl30c", "checkTransfer", c.warning), 1);
+        }
+        EXPECT_EQ(orrtest::countAnyLogLines(log), c.warning != nullptr ? 1 : 0) << log;
+    }
+    {  // a transfer with an unknown image kind carries only colour
+        Fl30cTransferFault f;
+        f.kind = 3;
+        f.transfers = 1;
+        camera->setTransferFault(f);
+        const int before = checker.callCount();
+        ASSERT_TRUE(checker.waitFor(before + 3, 10s));
+        std::lock_guard<std::mutex> lock(checker.m_mutex);
+        EXPECT_EQ(checker.colourFrames, checker.calls);
+        EXPECT_EQ(checker.depthFrames, checker.calls - 1);
+        EXPECT_EQ(checker.cloudFrames, checker.calls - 1);
+    }
+    {  // kind 6 is depth
+        Fl30cTransferFault f;
+        f.kind = 6;
+        f.transfers = 3;
+        camera->setTransferFault(f);
+        const int before = checker.callCount();
+        ASSERT_TRUE(checker.waitFor(before + 4, 10s));
+    }
+    {  // a silent camera, then frames again
+        camera->setSilent(true);
+        std::this_thread::sleep_for(200ms);
+        const int during = checker.callCount();
+        std::this_thread::sleep_for(300ms);
+        EXPECT_EQ(checker.callCount(), during);
+        camera->setSilent(false);
+        ASSERT_TRUE(checker.waitFor(during + 3, 10s));
+    }
+    ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    std::lock_guard<std::mutex> lock(checker.m_mutex);
+    EXPECT_EQ(checker.depthFrames, checker.calls - 1);  // only the kind-3 transfer lacked depth
+    EXPECT_EQ(checker.badDepth, 0);
+    EXPECT_EQ(checker.badColour, 0);
+    EXPECT_EQ(checker.badCloud, 0);
+    EXPECT_EQ(checker.badIds, 0);
+}
+
+// ---------------------------------------------------------------- timestamps
+
+TEST_F(Fl30cEndToEndTest, TimestampTypeSwitchesTheClockOfTheFrames)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    openAndRegister(handle, checker);
+    const auto systemMs = [] {
+        return uint64_t(std::chrono::duration_cast<std::chrono::milliseconds>(
+                            std::chrono::system_clock::now().time_since_epoch())
+                            .count());
+    };
+    const auto steadyMs = [] {
+        return uint64_t(std::chrono::duration_cast<std::chrono::milliseconds>(
+                            std::chrono::steady_clock::now().time_since_epoch())
+                            .count());
+    };
+    // Three frames that arrive after the clock was chosen carry stamps of that clock.
+    const auto expectStampsOf = [&](TIME_STAMP_TYPE type) {
+        SCOPED_TRACE(type == TIME_STAMP_SYSTEM ? "system clock" : "steady clock");
+        // A frame under way may still carry the previous clock: start from a later one.
+        ASSERT_TRUE(checker.waitFor(checker.callCount() + 1, 10s));
+        const uint64_t before = type == TIME_STAMP_SYSTEM ? systemMs() : steadyMs();
+        const int first = checker.callCount();
+        ASSERT_TRUE(checker.waitFor(first + 3, 10s));
+        const uint64_t after = type == TIME_STAMP_SYSTEM ? systemMs() : steadyMs();
+        std::lock_guard<std::mutex> lock(checker.m_mutex);
+        for (size_t i = size_t(first); i < size_t(first) + 3; ++i) {
+            EXPECT_GE(checker.stamps[i], before);
+            EXPECT_LE(checker.stamps[i], after);
+        }
+    };
+    ASSERT_EQ(QV_SDK_SetTimeStampType(handle, TIME_STAMP_SYSTEM), 0);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    expectStampsOf(TIME_STAMP_SYSTEM);
+    ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+
+    ASSERT_EQ(QV_SDK_SetTimeStampType(handle, TIME_STAMP_STEADY), 0);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    expectStampsOf(TIME_STAMP_STEADY);
+    ASSERT_EQ(QV_SDK_SetTimeStampType(handle, TIME_STAMP_SYSTEM), 0);  // while streaming
+    expectStampsOf(TIME_STAMP_SYSTEM);
+    EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
+}
+
+// ---------------------------------------------------------------- unplug and cycles
+
+TEST_F(Fl30cEndToEndTest, UnplugWhileStreamingLeavesTheLibraryUsable)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    openAndRegister(handle, checker);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    ASSERT_TRUE(checker.waitFor(3, 10s));
+    ASSERT_TRUE(camera->device()->unplug());
+    std::this_thread::sleep_for(200ms);
+    const int atUnplug = checker.callCount();
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(checker.callCount(), atUnplug);  // nothing more arrives
+
+    // A hang in any of these is caught by the test's time limit.
+    EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    EXPECT_EQ(QV_SDK_CloseCamera(handle), 0);
+    EXPECT_EQ(QV_SDK_FreeCameraList(list), 0);
+    EXPECT_TRUE(list.empty());
+
+    // Back at another address: listed, opened and streaming again.
+    ASSERT_TRUE(camera->device()->replug(9));
+    StreamChecker again(SceneReference::of(*camera));
+    void* back = handleAt(1, 9);
+    ASSERT_NE(back, nullptr);
+    openAndRegister(back, again);
+    ASSERT_EQ(QV_SDK_StartStream(back, 0), 0);
+    ASSERT_TRUE(again.waitFor(5, 10s));
+    EXPECT_EQ(QV_SDK_StopStream(back, 0), 0);
+    EXPECT_EQ(QV_SDK_CloseCamera(back), 0);
+    expectCleanStream(again, 5, false);
+}
+
+TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    for (int cycle = 0; cycle < 100; ++cycle) {
+        SCOPED_TRACE("cycle " + std::to_string(cycle));
+        openAndRegister(handle, checker);
+        ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+        if (cycle % 10 == 9) {  // now and then a frame is delivered before the stop
+            const int before = checker.callCount();
+            ASSERT_TRUE(checker.waitFor(before + 1, 10s));
+        }
+        ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+        ASSERT_EQ(QV_SDK_CloseCamera(handle), 0);
+    }
+    EXPECT_EQ(camera->commits(), 100u);
+    std::lock_guard<std::mutex> lock(checker.m_mutex);
+    EXPECT_GE(checker.calls, 10);
+    EXPECT_EQ(checker.badDepth, 0);
+    EXPECT_EQ(checker.badColour, 0);
+}
