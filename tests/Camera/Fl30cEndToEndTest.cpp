@@ -5,12 +5,15 @@
 #include <gtest/gtest.h>
 #include <turbojpeg.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <list>
 #include <memory>
 #include <mutex>
@@ -341,6 +344,157 @@ TEST_F(Fl30cEndToEndTest, TwoCamerasStreamAtOnceEachToItsOwnCallback)
     expectCleanStream(b, 300, false);
     EXPECT_EQ(a.handle, ha);
     EXPECT_EQ(b.handle, hb);
+}
+
+// ---------------------------------------------------------------- commands on the wire
+
+namespace {
+
+std::string writeConfig(const std::string& text)
+{
+    const char* root = std::getenv("ORR_TEST_TMP");
+    const auto* info = testing::UnitTest::GetInstance()->current_test_info();
+    const std::string path =
+        std::string(root != nullptr ? root : "/tmp") + "/fl30c-" + info->test_suite_name() + "." + info->name() + ".json";
+    std::ofstream(path, std::ios::trunc) << text;
+    return path;
+}
+
+// An extension-unit write as the camera saw it: 0x21, the code, wValue 0x0100, wIndex
+// 0x0A00, the text zero-filled to length bytes.
+void expectWrite(const ControlRecord& r, uint8_t code, const std::string& text, uint16_t length = 64)
+{
+    SCOPED_TRACE("code " + std::to_string(code) + " \"" + text + "\"");
+    EXPECT_EQ(r.setup.requestType, 0x21);
+    EXPECT_EQ(r.setup.request, code);
+    EXPECT_EQ(r.setup.value, 0x0100);
+    EXPECT_EQ(r.setup.index, 0x0A00);
+    EXPECT_EQ(r.setup.length, length);
+    std::vector<uint8_t> expected(length, 0);
+    std::memcpy(expected.data(), text.data(), text.size());
+    EXPECT_EQ(r.data, expected);
+}
+
+}  // namespace
+
+TEST_F(Fl30cEndToEndTest, OpenAndStartCommandsReachTheCameraInTheirOrder)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    const std::string config = writeConfig(R"({"version": "v1.x", "QV_CAM_FL30C": {"Camera":
+        {"enable": 1, "AE": 0, "T": 1500, "P": 7, "Gain": 12, "Confidence": 4, "SD": 3, "TD": 2, "TDC": 0}}})");
+    orrtest::StdoutCapture out;
+    ASSERT_EQ(QV_SDK_OpenCamera(handle, config.c_str()), 0);
+    EXPECT_EQ(countLogLines(out.text(), "INFO", "CameraFl30c", "applySettings",
+                            "Camera confiParaEnable true, setting configuration parameter"),
+              1);
+    auto commands = camera->commandRecord();
+    ASSERT_EQ(commands.size(), 9u);
+    expectWrite(commands[0], 0x23, "0");
+    expectWrite(commands[1], 0x22, "1500");
+    expectWrite(commands[2], 0x36, "7");
+    expectWrite(commands[3], 0x47, "S=C0,R2=3e08,D=2f", 18);
+    expectWrite(commands[4], 0x47, "S=C0,R2=3e09,D=35", 18);
+    expectWrite(commands[5], 0x24, "4");
+    expectWrite(commands[6], 0x52, "3");
+    expectWrite(commands[7], 0x51, "2");
+    EXPECT_EQ(commands[8].setup.requestType, 0xA1);
+    EXPECT_EQ(commands[8].setup.request, 0x27);
+    const Fl30cSettings settings = camera->settings();
+    EXPECT_EQ(settings.aeMode, 0);
+    EXPECT_EQ(settings.lightingTime, 1500);
+    EXPECT_EQ(settings.currentIntensity, 7);
+    EXPECT_EQ(Fl30cCommandSet::gainOf(settings.gainCoarse, settings.gainFine), 12);
+    EXPECT_EQ(settings.confidenceLevel, 4);
+    EXPECT_EQ(settings.spatialDenoise, 3);
+    EXPECT_EQ(settings.temporalDenoise, 2);
+
+    // The endpoint halt was cleared before the first command.
+    const auto all = camera->device()->controlRecord();
+    const auto clear = std::find_if(all.begin(), all.end(), [](const ControlRecord& r) {
+        return r.setup.requestType == 0x02 && r.setup.request == 0x01 && r.setup.value == 0 && r.setup.index == 0x85;
+    });
+    const auto firstCommand = std::find_if(all.begin(), all.end(), [](const ControlRecord& r) {
+        return r.setup.index == 0x0A00 && r.setup.type() == 1;
+    });
+    ASSERT_NE(clear, all.end());
+    EXPECT_LT(clear - all.begin(), firstCommand - all.begin());
+
+    camera->clearCommandRecord();
+    setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    commands = camera->commandRecord();
+    ASSERT_EQ(commands.size(), 3u);
+    expectWrite(commands[0], 0x54, "30");
+    expectWrite(commands[1], 0x48, "0");
+    expectWrite(commands[2], 0x54, "30");
+    const auto committed = camera->committed();
+    ASSERT_TRUE(committed.has_value());
+    EXPECT_EQ(committed->width, 640);
+    EXPECT_EQ(committed->height, 642);
+    EXPECT_EQ(committed->interval, 333333u);
+    EXPECT_EQ(camera->settings().temperatureDrift, 0);
+
+    // Two seconds into the stream the gain is sent once more.
+    camera->clearCommandRecord();
+    std::this_thread::sleep_for(2300ms);
+    commands = camera->commandRecord();
+    ASSERT_EQ(commands.size(), 2u);
+    expectWrite(commands[0], 0x47, "S=C0,R2=3e08,D=2f", 18);
+    expectWrite(commands[1], 0x47, "S=C0,R2=3e09,D=35", 18);
+    EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
+}
+
+TEST_F(Fl30cEndToEndTest, TransferSizeIsNegotiatedFromTheDepthWidthAndInfraredJoinsWithoutARestart)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    StreamChecker checker(SceneReference::of(*camera));
+    void* handle = handleAt(1, 5);
+    ASSERT_NE(handle, nullptr);
+    openAndRegister(handle, checker);
+    for (const auto& [width, rows] : {std::pair<int, int>{160, 768}, {640, 642}, {320, 564}}) {
+        setMode(handle, MEDIA_TYPE_DEPTH, uint32_t(width), uint32_t(width * 3 / 4), 15);
+        ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+        const auto committed = camera->committed();
+        ASSERT_TRUE(committed.has_value());
+        EXPECT_EQ(committed->width, width);
+        EXPECT_EQ(committed->height, rows);
+        EXPECT_EQ(committed->interval, 666666u);
+        if (width != 320) {
+            ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+        }
+    }
+    const uint32_t commits = camera->commits();
+    ASSERT_TRUE(checker.waitFor(checker.callCount() + 2, 10s));
+    camera->clearCommandRecord();
+    orrtest::StdoutCapture out;
+    EXPECT_EQ(QV_SDK_StartStream(handle, QV_MEDIA_IR), 0);
+    EXPECT_EQ(countLogLines(out.text(), "INFO", "CameraDriverBase", "startStreaming",
+                            "When you open ir, the depth size must be 640x480"),
+              1);
+    EXPECT_EQ(camera->commits(), commits);
+    EXPECT_TRUE(camera->commandRecord().empty());
+    STREAM_PARAM_S modes[3];
+    ASSERT_EQ(QV_SDK_GetStreamParam(handle, modes), 0);
+    EXPECT_EQ(modes[1].width, 640u);
+    EXPECT_EQ(modes[1].height, 480u);
+    // The camera still sends 320-wide transfers: their depth is sized up to 640 x 480 (the
+    // checker counts every frame that is not 640 x 480).
+    ASSERT_TRUE(checker.waitFor(checker.callCount() + 1, 10s));  // one may have been under way
+    int shapes = 0, depthFrames = 0;
+    {
+        std::lock_guard<std::mutex> lock(checker.m_mutex);
+        shapes = checker.badShapes;
+        depthFrames = checker.depthFrames;
+    }
+    ASSERT_TRUE(checker.waitFor(checker.callCount() + 3, 10s));
+    EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    std::lock_guard<std::mutex> lock(checker.m_mutex);
+    EXPECT_EQ(checker.badShapes, shapes);
+    EXPECT_GE(checker.depthFrames, depthFrames + 3);
 }
 
 // ---------------------------------------------------------------- bad transfers
