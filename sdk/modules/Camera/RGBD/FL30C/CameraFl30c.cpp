@@ -424,7 +424,12 @@ bool CameraFl30c::checkTransfer(const frame_info& frame, Transfer& t)
 void CameraFl30c::loadCalibration(const Transfer& t)
 {
     std::lock_guard<std::mutex> lock(m_calibrationMutex);
-    if (m_calibrationLoaded) return;
+    if (m_calibrationLoaded) {
+        // The depth size can change while streaming (infrared forces 640 x 480): the output
+        // parameters follow it.
+        if (m_outputDepthWidth != m_depth.width || m_outputDepthHeight != m_depth.height) updateOutputParameters();
+        return;
+    }
     std::memcpy(&m_calibration, t.data, sizeof m_calibration);
     m_calibrationDepthWidth = t.imageWidth;
     updateOutputParameters();
@@ -437,6 +442,8 @@ void CameraFl30c::updateOutputParameters()
 {
     CAM_Parameter p = m_calibration;
     const int depthW = static_cast<int>(m_depth.width), depthH = static_cast<int>(m_depth.height);
+    m_outputDepthWidth = static_cast<uint32_t>(depthW);
+    m_outputDepthHeight = static_cast<uint32_t>(depthH);
     const double depthScale = m_calibrationDepthWidth > 0 ? static_cast<double>(depthW) / m_calibrationDepthWidth : 1.0;
     transformIntrinsics(p.depthFx, p.depthFy, p.depthCx, p.depthCy, depthScale, depthScale, depthW, depthH, m_rotate,
                         m_mirror);

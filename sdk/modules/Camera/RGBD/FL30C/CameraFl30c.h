@@ -119,6 +119,8 @@ private:
     CAM_Parameter m_calibration{};
     int m_calibrationDepthWidth = 0;
     ir_rgb_Parameter m_outputParameter{};
+    uint32_t m_outputDepthWidth = 0;  // the depth size m_outputParameter was made for
+    uint32_t m_outputDepthHeight = 0;
 
     // Frame buffers at their largest sizes, allocated once.
     std::vector<unsigned char> m_rawMjpeg;
