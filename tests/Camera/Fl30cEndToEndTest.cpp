@@ -271,9 +271,9 @@ void expectCleanStream(StreamChecker& c, int frames, bool withIr)
     EXPECT_FALSE(c.otherHandle);
     EXPECT_EQ(c.colourFrames, c.calls);
     if (withIr) {
-        // Depth and infrared transfers take turns.
-        EXPECT_GE(c.depthFrames, c.calls / 2 - 1);
-        EXPECT_GE(c.irFrames, c.calls / 2 - 1);
+        // Depth and infrared transfers take turns (a busy host may skip some of either).
+        EXPECT_GE(c.depthFrames, c.calls / 4);
+        EXPECT_GE(c.irFrames, c.calls / 4);
         EXPECT_EQ(c.depthFrames + c.irFrames, c.calls);
     } else {
         EXPECT_EQ(c.depthFrames, c.calls);
@@ -532,11 +532,13 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
     void* handle = handleAt(1, 5);
     ASSERT_NE(handle, nullptr);
     openAndRegister(handle, checker);
-    setMode(handle, MEDIA_TYPE_DEPTH, 640, 480, 30);
-    setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
-    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);  // 15 fps: time to look at every transfer
     ASSERT_TRUE(checker.waitFor(3, 10s));
 
+    // Each fault spoils three transfers in a row. A busy host may skip a transfer before the
+    // driver sees it (the transport keeps only the newest), so each spoilt transfer the
+    // driver saw gives its warning once: one to three of them, and no other line.
+    constexpr int kSpoilt = 3;
     struct Case {
         const char* name;
         Fl30cTransferFault fault;
@@ -546,7 +548,7 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
     const auto add = [&](const char* name, auto set, const char* warning) {
         Fl30cTransferFault f;
         set(f);
-        f.transfers = 1;
+        f.transfers = kSpoilt;
         cases.push_back({name, f, warning});
     };
     add("frame size field one more", [](auto& f) { f.frameSizeField = 821761; },
@@ -558,41 +560,65 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
         "warning: mjpeg size is 821760, not in range 0 ~ 821760");
     add("mjpeg past the end", [](auto& f) { f.mjpegLengthField = 821759; },
         "frame of 821760 bytes cannot hold its header and an mjpeg of 821759 bytes");
+    const uint64_t sentBefore = camera->framesSent();
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         orrtest::StdoutCapture out;
-        const int before = checker.callCount();
+        const uint64_t sent = camera->framesSent();
         camera->setTransferFault(c.fault);
-        ASSERT_TRUE(checker.waitFor(before + 3, 10s));  // the stream goes on
+        ASSERT_TRUE(camera->waitForFrames(sent + kSpoilt + 2, 10s));
+        const int before = checker.callCount();
+        ASSERT_TRUE(checker.waitFor(before + 2, 10s));  // the stream goes on
         const std::string log = out.text();
+        const int lines = orrtest::countAnyLogLines(log);
         if (c.warning != nullptr) {
-            EXPECT_EQ(countLogLines(log, "WARN", "CameraFl30c", "checkTransfer", c.warning), 1);
+            const int warnings = countLogLines(log, "WARN", "CameraFl30c", "checkTransfer", c.warning);
+            EXPECT_GE(warnings, 1) << log;
+            EXPECT_LE(warnings, kSpoilt);
+            EXPECT_EQ(lines, warnings) << log;
+        } else {
+            EXPECT_EQ(lines, 0) << log;
         }
-        EXPECT_EQ(orrtest::countAnyLogLines(log), c.warning != nullptr ? 1 : 0) << log;
     }
-    {  // a transfer with an unknown image kind carries only colour
+    {  // transfers with an unknown image kind carry only colour; kind 6 is depth
+        int calls = 0, depth = 0;
+        {
+            std::lock_guard<std::mutex> lock(checker.m_mutex);
+            calls = checker.calls, depth = checker.depthFrames;
+        }
         Fl30cTransferFault f;
         f.kind = 3;
-        f.transfers = 1;
+        f.transfers = kSpoilt;
+        const uint64_t sent = camera->framesSent();
         camera->setTransferFault(f);
-        const int before = checker.callCount();
-        ASSERT_TRUE(checker.waitFor(before + 3, 10s));
+        ASSERT_TRUE(camera->waitForFrames(sent + kSpoilt + 2, 10s));
+        ASSERT_TRUE(checker.waitFor(checker.callCount() + 2, 10s));
         std::lock_guard<std::mutex> lock(checker.m_mutex);
+        const int colourOnly = (checker.calls - calls) - (checker.depthFrames - depth);
+        EXPECT_GE(colourOnly, 1);
+        EXPECT_LE(colourOnly, kSpoilt);
         EXPECT_EQ(checker.colourFrames, checker.calls);
-        EXPECT_EQ(checker.depthFrames, checker.calls - 1);
-        EXPECT_EQ(checker.cloudFrames, checker.calls - 1);
+        EXPECT_EQ(checker.cloudFrames, checker.depthFrames);
     }
-    {  // kind 6 is depth
+    {
+        int calls = 0, depth = 0;
+        {
+            std::lock_guard<std::mutex> lock(checker.m_mutex);
+            calls = checker.calls, depth = checker.depthFrames;
+        }
         Fl30cTransferFault f;
         f.kind = 6;
-        f.transfers = 3;
+        f.transfers = kSpoilt;
+        const uint64_t sent = camera->framesSent();
         camera->setTransferFault(f);
-        const int before = checker.callCount();
-        ASSERT_TRUE(checker.waitFor(before + 4, 10s));
+        ASSERT_TRUE(camera->waitForFrames(sent + kSpoilt + 2, 10s));
+        ASSERT_TRUE(checker.waitFor(checker.callCount() + 2, 10s));
+        std::lock_guard<std::mutex> lock(checker.m_mutex);
+        EXPECT_EQ(checker.depthFrames - depth, checker.calls - calls);
     }
     {  // a silent camera, then frames again
         camera->setSilent(true);
-        std::this_thread::sleep_for(200ms);
+        std::this_thread::sleep_for(300ms);
         const int during = checker.callCount();
         std::this_thread::sleep_for(300ms);
         EXPECT_EQ(checker.callCount(), during);
@@ -600,8 +626,9 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
         ASSERT_TRUE(checker.waitFor(during + 3, 10s));
     }
     ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    EXPECT_GT(camera->framesSent(), sentBefore);
     std::lock_guard<std::mutex> lock(checker.m_mutex);
-    EXPECT_EQ(checker.depthFrames, checker.calls - 1);  // only the kind-3 transfer lacked depth
+    EXPECT_EQ(checker.badShapes, 0);
     EXPECT_EQ(checker.badDepth, 0);
     EXPECT_EQ(checker.badColour, 0);
     EXPECT_EQ(checker.badCloud, 0);
@@ -634,7 +661,9 @@ TEST_F(Fl30cEndToEndTest, TimestampTypeSwitchesTheClockOfTheFrames)
         // A frame under way may still carry the previous clock: start from a later one.
         ASSERT_TRUE(checker.waitFor(checker.callCount() + 1, 10s));
         const uint64_t before = type == TIME_STAMP_SYSTEM ? systemMs() : steadyMs();
-        const int first = checker.callCount();
+        // The frame recorded next may have been stamped before `before`; the one after it
+        // was handed over only once that one was done.
+        const int first = checker.callCount() + 1;
         ASSERT_TRUE(checker.waitFor(first + 3, 10s));
         const uint64_t after = type == TIME_STAMP_SYSTEM ? systemMs() : steadyMs();
         std::lock_guard<std::mutex> lock(checker.m_mutex);
