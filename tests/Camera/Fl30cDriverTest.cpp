@@ -153,6 +153,7 @@ TEST_F(Fl30cDriverTest, EnabledSettingsAreWrittenInTheirOrderBeforeTheMjpegSizeI
     EXPECT_EQ(countLogLines(log, "INFO", kDriver, "applySettings",
                             "Camera confiParaEnable false, No configuration parameters will be set"),
               0);
+    EXPECT_EQ(countLogLines(log, "INFO", "XuCmdCameraFl30c", "getMjpegSize", "mjpeg size:640x480"), 1);
 }
 
 TEST_F(Fl30cDriverTest, DisabledSettingsAreNotWritten)

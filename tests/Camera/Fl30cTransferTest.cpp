@@ -136,6 +136,26 @@ TEST_F(Fl30cTransferTest, TheLargestMjpegIsAcceptedWhenTheRestFits)
     EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].bytes, decodeBgr(cardJpeg(640, 480), w, h));
 }
 
+TEST_F(Fl30cTransferTest, ATransferOfAnUnknownWidthOrWithoutRoomForItsDepthIsDropped)
+{
+    stream(0);
+    Delivery d;
+    StdoutCapture out;
+    const auto good = buildTransfer();
+    EXPECT_FALSE(deliver(good, 800, 1, d));  // no image size belongs to an 800-wide transfer
+    // An MJPEG length that leaves one byte too few for the depth image after it.
+    auto late = good;
+    putU32(late, 1072, static_cast<uint32_t>(late.size() - kHeader - 640 * 480 * 2 + 1));
+    EXPECT_FALSE(deliver(late, 640, 2, d));
+    const std::string log = out.text();
+    EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "transfer width 800 carries no known image size"), 1);
+    EXPECT_EQ(countLogLines(log, "WARN", kDriver, "depthDataProcessing",
+                            "depth image of 614400 bytes does not fit a transfer of 821760 bytes"),
+              1);
+    EXPECT_EQ(recorder.count(), 0u);
+    ASSERT_TRUE(deliver(good, 640, 3, d));
+}
+
 TEST_F(Fl30cTransferTest, KindSixIsDepthKindThreeCarriesOnlyColour)
 {
     stream(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_POINTCLOUD | QV_MEDIA_RAW_MJPEG);
