@@ -55,6 +55,14 @@ UvcCamera::~UvcCamera()
     if (m_device != nullptr) uvc_unref_device(m_device);
     // uvc_exit would close the abandoned handle, and hang with it.
     if (m_context != nullptr && !m_abandoned) uvc_exit(m_context);
+    delete m_delivery;  // null when an abandoned session keeps it
+}
+
+void UvcCamera::closeDelivery()
+{
+    if (m_delivery == nullptr) return;
+    std::lock_guard<std::recursive_mutex> lock(m_delivery->mutex);  // a frame being handed on ends first
+    m_delivery->open = false;
 }
 
 bool UvcCamera::deviceGone() const
@@ -71,6 +79,10 @@ bool UvcCamera::deviceGone() const
 void UvcCamera::abandonSession()
 {
     QV_LOGW("the camera was unplugged: its USB session is kept until the process ends");
+    // libuvc's callback thread lives on and may still hold a frame: it finds the delivery
+    // closed, and the delivery stays with the session.
+    closeDelivery();
+    m_delivery = nullptr;
     m_abandoned = true;
     m_handle = nullptr;
     m_streaming = false;
@@ -134,6 +146,7 @@ int UvcCamera::close()
     if (m_handle != nullptr) {
         if (m_streaming) {
             uvc_stop_streaming(m_handle);
+            closeDelivery();
             m_streaming = false;
         }
         uvc_close(m_handle);
@@ -153,7 +166,11 @@ int UvcCamera::start(video_cfg const& cfg)
         QV_LOGE("the camera not opened");
         return -1;
     }
-    m_cfg = cfg;
+    {
+        std::lock_guard<std::recursive_mutex> lock(m_delivery->mutex);
+        m_delivery->cfg = cfg;
+        m_delivery->open = true;
+    }
     static constexpr uvc_frame_format kFormats[5] = {UVC_FRAME_FORMAT_YUYV, UVC_FRAME_FORMAT_MJPEG,
                                                      UVC_FRAME_FORMAT_MJPEG, UVC_FRAME_FORMAT_MJPEG,
                                                      UVC_FRAME_FORMAT_MJPEG};
@@ -163,10 +180,12 @@ int UvcCamera::start(video_cfg const& cfg)
     if (negotiated < 0) {
         QV_LOGE("get_mode error, device doesn't provide a matching stream, ret:", static_cast<int>(negotiated),
                 ", frame_format ", static_cast<int>(format), ", cfg.width ", cfg.width, ", cfg.height ", cfg.height);
+        closeDelivery();
         return negotiated;
     }
-    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, this, 0);
+    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_delivery, 0);
     if (ret != UVC_SUCCESS) {
+        closeDelivery();
         QV_LOGE("uvc_start_streaming:", uvc_strerror(ret));
         return -3;
     }
@@ -186,14 +205,17 @@ int UvcCamera::stop()
     }
     // Returns once libuvc's streaming thread has delivered its last frame.
     uvc_stop_streaming(m_handle);
+    closeDelivery();
     m_streaming = false;
     return 0;
 }
 
 void UvcCamera::image_callback(uvc_frame* frame, void* user)
 {
-    auto* self = static_cast<UvcCamera*>(user);
-    const video_cfg& cfg = self->m_cfg;
+    auto* delivery = static_cast<Delivery*>(user);
+    std::lock_guard<std::recursive_mutex> lock(delivery->mutex);
+    if (!delivery->open) return;  // stopped, or the device left and its session was abandoned
+    const video_cfg& cfg = delivery->cfg;
     uint64_t nanoseconds = 0;
     if (cfg.timestampType != 0)
         nanoseconds = static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(

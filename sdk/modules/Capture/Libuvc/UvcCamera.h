@@ -4,6 +4,7 @@
 
 #include <libuvc/libuvc.h>
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -40,12 +41,22 @@ private:
     // Leaves an unplugged device's libuvc session alone: see abandonSession() in the source.
     void abandonSession();
 
+    // What libuvc's callback thread reaches (its user pointer): the stream's configuration
+    // and whether frames may still be handed on. Closing it waits for a frame being handed
+    // on. An abandoned session keeps it, as libuvc keeps its address.
+    struct Delivery {
+        std::recursive_mutex mutex;  // recursive: a callback may stop its own stream
+        video_cfg cfg;
+        bool open = false;
+    };
+    void closeDelivery();
+
+    Delivery* m_delivery = new Delivery;  // owned, unless left to an abandoned session
     uvc_context_t* m_context = nullptr;
     uvc_device_t* m_device = nullptr;
     uvc_device_handle_t* m_handle = nullptr;
     uint8_t m_port = 0;
     std::vector<int> m_portPath;
-    video_cfg m_cfg;
     uvc_stream_ctrl_t m_ctrl{};
     std::string m_serial;
     bool m_readSerial = false;
