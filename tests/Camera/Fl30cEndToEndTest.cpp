@@ -35,28 +35,44 @@ namespace {
 
 constexpr int kW = 640, kH = 480;
 
-// What every frame of an emulated Fl30c must show at 640 x 480.
-struct SceneReference {
-    std::vector<uint16_t> depthMm;  // as delivered: the raw word rounded to millimetres
-    std::vector<SceneHit> hits;     // ground truth per depth pixel
-    std::vector<uint8_t> ir;
-    std::vector<uint8_t> colourBgr;  // the camera's MJPEG as the library decodes it (fast DCT, B, G, R)
-    int colourOffScene = -1;         // interior pixels of colourBgr more than 12 off their surface's colour
+constexpr int kGrid = 4;  // ground truth is cast for every 4th pixel of every 4th row
 
-    static std::shared_ptr<const SceneReference> of(EmulatedFl30c& camera)
+uint32_t u32At(const std::vector<uint8_t>& b, size_t at)
+{
+    return uint32_t(b[at]) | uint32_t(b[at + 1]) << 8 | uint32_t(b[at + 2]) << 16 | uint32_t(b[at + 3]) << 24;
+}
+
+// What every frame of an emulated Fl30c must show at 640 x 480: the images the camera sends
+// as the library must deliver them, and the scene's ground truth on a grid of pixels.
+struct SceneReference {
+    std::vector<uint16_t> depthMm;   // each raw word of the camera rounded to millimetres
+    std::vector<uint8_t> ir;         // the camera's infrared image (empty unless asked for)
+    std::vector<uint8_t> colourBgr;  // the camera's MJPEG as the library decodes it (fast DCT, B, G, R)
+    std::vector<SceneHit> grid;      // ground truth of the grid pixels, row by row
+    int depthOffTruth = -1;          // grid pixels whose depth is not the true depth within the rounding
+    int colourOffScene = -1;         // grid pixels inside one surface more than 12 off its colour
+
+    const SceneHit* truthAt(int u, int v) const
+    {
+        if (u % kGrid != 0 || v % kGrid != 0) return nullptr;
+        return &grid[size_t(v / kGrid) * (kW / kGrid) + size_t(u / kGrid)];
+    }
+
+    static std::shared_ptr<const SceneReference> of(EmulatedFl30c& camera, bool withIr = false)
     {
         auto r = std::make_shared<SceneReference>();
-        const CameraIntrinsics depth = camera.calibration().depthFor(kW, kH);
-        r->hits.resize(size_t(kW) * kH);
-        r->depthMm.resize(r->hits.size());
-        r->ir.resize(r->hits.size());
-        for (int v = 0; v < kH; ++v)
-            for (int u = 0; u < kW; ++u) {
-                const size_t i = size_t(v) * kW + size_t(u);
-                r->hits[i] = Fl30cScene::atDepthPixel(u, v, depth);
-                r->depthMm[i] = uint16_t(Fl30cScene::hostMillimetres(Fl30cScene::rawDepth(r->hits[i])));
-                r->ir[i] = Fl30cScene::irOf(r->hits[i].surface);
-            }
+        const auto depthTransfer = camera.expectedTransfer(kW, 2);
+        const size_t imageAt = 2560 + u32At(*depthTransfer, 1072);
+        r->depthMm.resize(size_t(kW) * kH);
+        for (size_t i = 0; i < r->depthMm.size(); ++i) {
+            const uint16_t raw = uint16_t((*depthTransfer)[imageAt + 2 * i] | (*depthTransfer)[imageAt + 2 * i + 1] << 8);
+            r->depthMm[i] = uint16_t(Fl30cScene::hostMillimetres(raw));
+        }
+        if (withIr) {
+            const auto irTransfer = camera.expectedTransfer(kW, 1);
+            const size_t at = 2560 + u32At(*irTransfer, 1072);
+            r->ir.assign(irTransfer->begin() + long(at), irTransfer->begin() + long(at) + kW * kH);
+        }
         const auto jpeg = camera.renderer().mjpeg(kW, kH);
         tjhandle tj = tjInitDecompress();
         r->colourBgr.resize(size_t(kW) * kH * 3);
@@ -64,26 +80,34 @@ struct SceneReference {
             tjDecompress2(tj, jpeg->data(), jpeg->size(), r->colourBgr.data(), kW, 0, kH, TJPF_BGR, TJFLAG_FASTDCT);
         tjDestroy(tj);
         if (ret != 0) r->colourBgr.clear();
+
+        const CameraIntrinsics depth = camera.calibration().depthFor(kW, kH);
+        r->depthOffTruth = 0;
+        for (int v = 0; v < kH; v += kGrid)
+            for (int u = 0; u < kW; u += kGrid) {
+                r->grid.push_back(Fl30cScene::atDepthPixel(u, v, depth));
+                const SceneHit& hit = r->grid.back();
+                const uint16_t mm = r->depthMm[size_t(v) * kW + size_t(u)];
+                r->depthOffTruth += hit.surface == SceneSurface::None ? mm != 0 : std::fabs(mm - hit.depthMm) > 0.5 + 1.0 / 32;
+                if (withIr) r->depthOffTruth += r->ir[size_t(v) * kW + size_t(u)] != Fl30cScene::irOf(hit.surface);
+            }
         r->colourOffScene = ret != 0 ? -1 : r->countColourOffScene(camera.calibration());
         return r;
     }
 
-    // Pixels whose 17 x 17 neighbourhood (a JPEG block and its chroma) sees one surface must show that surface's colour.
+    // Grid pixels whose 17 x 17 neighbourhood (a JPEG block and its chroma) sees one
+    // surface (judged at its corners and edge middles) must show that surface's colour.
     int countColourOffScene(const Fl30cCalibration& calibration) const
     {
         const CameraIntrinsics colour = calibration.colourFor(kW, kH);
-        std::vector<SceneSurface> surface(size_t(kW) * kH);
-        for (int v = 0; v < kH; ++v)
-            for (int u = 0; u < kW; ++u)
-                surface[size_t(v) * kW + size_t(u)] = Fl30cScene::atColourPixel(u, v, colour, calibration).surface;
+        const auto surfaceAt = [&](int u, int v) { return Fl30cScene::atColourPixel(u, v, colour, calibration).surface; };
         int off = 0;
-        for (int v = 8; v < kH - 8; ++v)
-            for (int u = 8; u < kW - 8; ++u) {
-                const SceneSurface s = surface[size_t(v) * kW + size_t(u)];
+        for (int v = 8; v < kH - 8; v += 2 * kGrid)
+            for (int u = 8; u < kW - 8; u += 2 * kGrid) {
+                const SceneSurface s = surfaceAt(u, v);
                 bool interior = true;
-                for (int dv = -8; dv <= 8 && interior; ++dv)
-                    for (int du = -8; du <= 8 && interior; ++du)
-                        interior = surface[size_t(v + dv) * kW + size_t(u + du)] == s;
+                for (int dv = -8; dv <= 8 && interior; dv += 8)
+                    for (int du = -8; du <= 8 && interior; du += 8) interior = surfaceAt(u + du, v + dv) == s;
                 if (!interior) continue;
                 const auto rgb = Fl30cScene::colourOf(s);
                 const uint8_t* bgr = &colourBgr[(size_t(v) * kW + size_t(u)) * 3];
@@ -93,7 +117,9 @@ struct SceneReference {
     }
 };
 
-// Checks every callback of one camera against the scene and keeps the counts.
+// Checks every callback of one camera against the reference and keeps the counts. Frames
+// equal to the reference byte for byte; a cloud is judged against the scene the first time
+// and must then repeat byte for byte.
 class StreamChecker {
 public:
     explicit StreamChecker(std::shared_ptr<const SceneReference> reference) : m_ref(std::move(reference)) {}
@@ -103,7 +129,7 @@ public:
         static_cast<StreamChecker*>(user)->check(handle, *data);
     }
     STREAM_CALLBACK_S callback() { return STREAM_CALLBACK_S{&StreamChecker::onFrames, this}; }
-    int colourOffScene() const { return m_ref->colourOffScene; }
+    const SceneReference& reference() const { return *m_ref; }
 
     bool waitFor(int callbacks, std::chrono::milliseconds timeout)
     {
@@ -115,18 +141,31 @@ public:
         std::lock_guard<std::mutex> lock(m_mutex);
         return calls;
     }
+    // Waits until no callback came for half a second; false when they go on for `limit`.
+    bool waitQuiet(std::chrono::milliseconds limit)
+    {
+        const auto end = std::chrono::steady_clock::now() + limit;
+        for (int seen = callCount(); std::chrono::steady_clock::now() < end;) {
+            std::this_thread::sleep_for(500ms);
+            const int now = callCount();
+            if (now == seen) return true;
+            seen = now;
+        }
+        return false;
+    }
 
-    // Results, read once the stream has stopped (or under the lock).
+    // Results, read under the lock.
     std::mutex m_mutex;
     int calls = 0;
     int depthFrames = 0, colourFrames = 0, cloudFrames = 0, irFrames = 0;
-    int badDepth = 0, depthOutOfRounding = 0, badColour = 0, badCloud = 0, badIr = 0, badIds = 0;
+    int badDepth = 0, badColour = 0, badCloud = 0, badIr = 0, badIds = 0;
     int badShapes = 0;
     std::vector<uint32_t> ids;
     std::vector<uint64_t> stamps;
     void* handle = nullptr;
     bool otherHandle = false;
     std::vector<uint8_t> lastDepth, lastCloud;  // copies of the last depth and cloud
+    std::atomic<int> delayMs{0};                // each callback then takes this long
 
 private:
     void check(void* h, const CAM_DATA& data)
@@ -137,29 +176,25 @@ private:
         const CAM_FRAME& ir = data.frame[CAM_DATA_SLOT_IR];
         const SceneReference& ref = *m_ref;
         int bad[5] = {};
-        int outOfRounding = 0, shapes = 0;
+        int shapes = 0;
         if (depth.size != 0) {
-            shapes += depth.width != kW || depth.height != kH || depth.size != kW * kH * 2;
-            if (shapes == 0) {
-                for (size_t i = 0; i < ref.depthMm.size(); ++i) {
-                    uint16_t mm;
-                    std::memcpy(&mm, depth.data + 2 * i, 2);
-                    bad[0] += mm != ref.depthMm[i];
-                    if (ref.depthMm[i] != 0) outOfRounding += std::fabs(mm - ref.hits[i].depthMm) > 0.5 + 1.0 / 32;
-                }
-            }
+            const bool shaped = depth.width == kW && depth.height == kH && depth.size == kW * kH * 2;
+            shapes += !shaped;
+            bad[0] = shaped && std::memcmp(depth.data, ref.depthMm.data(), depth.size) != 0;
         }
         if (colour.size != 0) {
-            shapes += colour.width != kW || colour.height != kH || colour.size != kW * kH * 3;
-            bad[1] = shapes != 0 || std::memcmp(colour.data, ref.colourBgr.data(), ref.colourBgr.size()) != 0;
+            const bool shaped = colour.width == kW && colour.height == kH && colour.size == kW * kH * 3;
+            shapes += !shaped;
+            bad[1] = shaped && std::memcmp(colour.data, ref.colourBgr.data(), colour.size) != 0;
         }
-        if (cloud.size != 0) bad[2] = checkCloud(depth, cloud);
+        if (cloud.size != 0) bad[2] = !cloudMatches(depth, cloud);
         if (ir.size != 0) {
-            shapes += ir.width != kW || ir.height != kH || ir.size != kW * kH;
-            bad[3] = shapes != 0 || std::memcmp(ir.data, ref.ir.data(), ref.ir.size()) != 0;
+            const bool shaped = ir.width == kW && ir.height == kH && ir.size == kW * kH;
+            shapes += !shaped;
+            bad[3] = shaped && std::memcmp(ir.data, ref.ir.data(), ir.size) != 0;
         }
         // Every slot of one callback carries the transfer's frame id.
-        uint32_t id = depth.frameId;
+        const uint32_t id = depth.frameId;
         for (int s = CAM_DATA_SLOT_DEPTH; s <= CAM_DATA_SLOT_POINTCLOUD; ++s) bad[4] += data.frame[s].frameId != id;
         const CAM_FRAME& stamped = depth.size != 0 ? depth : colour;
 
@@ -171,8 +206,7 @@ private:
         colourFrames += colour.size != 0;
         cloudFrames += cloud.size != 0;
         irFrames += ir.size != 0;
-        badDepth += bad[0] != 0;
-        depthOutOfRounding += outOfRounding != 0;
+        badDepth += bad[0];
         badColour += bad[1];
         badCloud += bad[2];
         badIr += bad[3];
@@ -183,37 +217,55 @@ private:
         if (depth.size != 0) lastDepth.assign(depth.data, depth.data + depth.size);
         if (cloud.size != 0) lastCloud.assign(cloud.data, cloud.data + cloud.size);
         m_cv.notify_all();
+        if (delayMs > 0) {
+            m_mutex.unlock();
+            std::this_thread::sleep_for(std::chrono::milliseconds(delayMs.load()));
+            m_mutex.lock();
+        }
     }
 
-    // The cloud holds one point per depth pixel of 1 .. 5000 mm, in raster order; each lies
-    // within 1% of the scene point the pixel sees, and on the floor or wall plane within 1%.
-    int checkCloud(const CAM_FRAME& depth, const CAM_FRAME& cloud) const
+    bool cloudMatches(const CAM_FRAME& depth, const CAM_FRAME& cloud)
     {
-        if (depth.size == 0) return 1;
-        const SceneReference& ref = *m_ref;
+        if (!m_verifiedCloud.empty())
+            return cloud.size == m_verifiedCloud.size() && std::memcmp(cloud.data, m_verifiedCloud.data(), cloud.size) == 0;
+        if (!cloudShowsTheScene(depth, cloud)) return false;
+        m_verifiedCloud.assign(cloud.data, cloud.data + cloud.size);  // only this thread touches it
+        return true;
+    }
+
+    // One point per depth pixel of 1 .. 5000 mm, in raster order, with the pixel's depth as
+    // z; at the grid pixels within 1% of the scene point the pixel sees, and on the floor or
+    // the wall plane within 1%.
+    bool cloudShowsTheScene(const CAM_FRAME& depth, const CAM_FRAME& cloud) const
+    {
+        if (depth.size != kW * kH * 2) return false;
         const auto* points = reinterpret_cast<const float*>(cloud.data);
         const size_t count = cloud.size / 12;
         size_t n = 0;
         int bad = 0;
-        for (size_t i = 0; i < ref.depthMm.size(); ++i) {
-            uint16_t mm;
-            std::memcpy(&mm, depth.data + 2 * i, 2);
-            if (mm == 0 || mm > 5000) continue;
-            if (n >= count) return 1;
-            const float* p = points + 3 * n++;
-            const SceneHit& hit = ref.hits[i];
-            const double dx = p[0] - hit.point[0], dy = p[1] - hit.point[1], dz = p[2] - hit.point[2];
-            const double norm = std::sqrt(hit.point[0] * hit.point[0] + hit.point[1] * hit.point[1] +
-                                          hit.point[2] * hit.point[2]);
-            bad += std::sqrt(dx * dx + dy * dy + dz * dz) > 0.01 * norm;
-            if (hit.surface == SceneSurface::Floor) bad += std::fabs(p[1] - 600.0) > 6.0;
-            if (hit.surface == SceneSurface::BackWall) bad += std::fabs(p[2] - 2800.0) > 28.0;
-        }
-        return bad != 0 || n != count;
+        for (int v = 0; v < kH; ++v)
+            for (int u = 0; u < kW; ++u) {
+                uint16_t mm;
+                std::memcpy(&mm, depth.data + 2 * (size_t(v) * kW + size_t(u)), 2);
+                if (mm == 0 || mm > 5000) continue;
+                if (n >= count) return false;
+                const float* p = points + 3 * n++;
+                bad += p[2] != float(mm);
+                const SceneHit* hit = m_ref->truthAt(u, v);
+                if (hit == nullptr) continue;
+                const double dx = p[0] - hit->point[0], dy = p[1] - hit->point[1], dz = p[2] - hit->point[2];
+                const double norm = std::sqrt(hit->point[0] * hit->point[0] + hit->point[1] * hit->point[1] +
+                                              hit->point[2] * hit->point[2]);
+                bad += std::sqrt(dx * dx + dy * dy + dz * dz) > 0.01 * norm;
+                if (hit->surface == SceneSurface::Floor) bad += std::fabs(p[1] - 600.0) > 6.0;
+                if (hit->surface == SceneSurface::BackWall) bad += std::fabs(p[2] - 2800.0) > 28.0;
+            }
+        return bad == 0 && n == count;
     }
 
     std::shared_ptr<const SceneReference> m_ref;
     std::condition_variable m_cv;
+    std::vector<uint8_t> m_verifiedCloud;
 };
 
 class Fl30cEndToEndTest : public EmulatedDeviceTest {
@@ -259,11 +311,11 @@ protected:
 void expectCleanStream(StreamChecker& c, int frames, bool withIr)
 {
     std::lock_guard<std::mutex> lock(c.m_mutex);
-    EXPECT_EQ(c.colourOffScene(), 0);
+    EXPECT_EQ(c.reference().colourOffScene, 0);
+    EXPECT_EQ(c.reference().depthOffTruth, 0);
     EXPECT_GE(c.calls, frames);
     EXPECT_EQ(c.badShapes, 0);
     EXPECT_EQ(c.badDepth, 0);
-    EXPECT_EQ(c.depthOutOfRounding, 0);
     EXPECT_EQ(c.badColour, 0);
     EXPECT_EQ(c.badCloud, 0);
     EXPECT_EQ(c.badIr, 0);
@@ -309,7 +361,7 @@ TEST_F(Fl30cEndToEndTest, ThreeHundredFramesWithInfraredTakingTurnsWithDepth)
     EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
     ASSERT_NE(camera, nullptr);
     camera->setStreamMode(Fl30cStreamMode::Alternate);
-    StreamChecker checker(SceneReference::of(*camera));
+    StreamChecker checker(SceneReference::of(*camera, true));
     void* handle = handleAt(1, 5);
     ASSERT_NE(handle, nullptr);
     openAndRegister(handle, checker);
@@ -427,12 +479,16 @@ TEST_F(Fl30cEndToEndTest, OpenAndStartCommandsReachTheCameraInTheirOrder)
 
     camera->clearCommandRecord();
     setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
+    const auto started = std::chrono::steady_clock::now();
     ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
     commands = camera->commandRecord();
-    ASSERT_EQ(commands.size(), 3u);
+    ASSERT_GE(commands.size(), 3u);
     expectWrite(commands[0], 0x54, "30");
     expectWrite(commands[1], 0x48, "0");
     expectWrite(commands[2], 0x54, "30");
+    if (std::chrono::steady_clock::now() - started < 1900ms) {
+        EXPECT_EQ(camera->commandRecord().size(), 3u);
+    }
     const auto committed = camera->committed();
     ASSERT_TRUE(committed.has_value());
     EXPECT_EQ(committed->width, 640);
@@ -440,13 +496,14 @@ TEST_F(Fl30cEndToEndTest, OpenAndStartCommandsReachTheCameraInTheirOrder)
     EXPECT_EQ(committed->interval, 333333u);
     EXPECT_EQ(camera->settings().temperatureDrift, 0);
 
-    // Two seconds into the stream the gain is sent once more.
-    camera->clearCommandRecord();
-    std::this_thread::sleep_for(2300ms);
+    // Two seconds into the stream the gain is sent once more, and only once.
+    for (int i = 0; i < 100 && camera->commandRecord().size() < 5; ++i) std::this_thread::sleep_for(100ms);
+    std::this_thread::sleep_for(300ms);
     commands = camera->commandRecord();
-    ASSERT_EQ(commands.size(), 2u);
-    expectWrite(commands[0], 0x47, "S=C0,R2=3e08,D=2f", 18);
-    expectWrite(commands[1], 0x47, "S=C0,R2=3e09,D=35", 18);
+    ASSERT_EQ(commands.size(), 5u);
+    expectWrite(commands[3], 0x47, "S=C0,R2=3e08,D=2f", 18);
+    expectWrite(commands[4], 0x47, "S=C0,R2=3e09,D=35", 18);
+    EXPECT_GE(std::chrono::steady_clock::now() - started, 2000ms);
     EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
 }
 
@@ -500,7 +557,7 @@ TEST_F(Fl30cEndToEndTest, TransferSizeIsNegotiatedFromTheDepthWidthAndInfraredJo
     EXPECT_GE(checker.depthFrames, depthFrames + 3);
 
     // The cloud of such a frame still shows the scene: pixel (x, y) is what 320-wide pixel
-    // (x / 2, y / 2) sees, within 1%.
+    // (x / 2, y / 2) sees, within 1% (judged on every 4th pixel of every 4th row).
     const CameraIntrinsics k320 = camera->calibration().depthFor(320, 240);
     ASSERT_EQ(checker.lastDepth.size(), 640u * 480 * 2);
     const auto* points = reinterpret_cast<const float*>(checker.lastCloud.data());
@@ -513,6 +570,7 @@ TEST_F(Fl30cEndToEndTest, TransferSizeIsNegotiatedFromTheDepthWidthAndInfraredJo
             std::memcpy(&mm, &checker.lastDepth[(size_t(y) * 640 + size_t(x)) * 2], 2);
             if (mm == 0 || mm > 5000 || n >= count) continue;
             const float* p = points + 3 * n++;
+            if (x % 4 != 0 || y % 4 != 0) continue;
             const SceneHit hit = Fl30cScene::atDepthPixel(x / 2, y / 2, k320);
             const double dx = p[0] - hit.point[0], dy = p[1] - hit.point[1], dz = p[2] - hit.point[2];
             off += std::sqrt(dx * dx + dy * dy + dz * dz) >
@@ -618,10 +676,8 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
     }
     {  // a silent camera, then frames again
         camera->setSilent(true);
-        std::this_thread::sleep_for(300ms);
+        ASSERT_TRUE(checker.waitQuiet(20s));  // what was under way is handed over, then nothing
         const int during = checker.callCount();
-        std::this_thread::sleep_for(300ms);
-        EXPECT_EQ(checker.callCount(), during);
         camera->setSilent(false);
         ASSERT_TRUE(checker.waitFor(during + 3, 10s));
     }
@@ -697,17 +753,20 @@ TEST_F(Fl30cEndToEndTest, UnplugWhileStreamingLeavesTheLibraryUsable)
     openAndRegister(handle, checker);
     ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
     ASSERT_TRUE(checker.waitFor(3, 10s));
+    // A slow application: the transfer under way when the camera leaves is still in its
+    // callback while the stream is stopped and the camera closed.
+    checker.delayMs = 150;
+    ASSERT_TRUE(checker.waitFor(checker.callCount() + 1, 10s));
     ASSERT_TRUE(camera->device()->unplug());
-    std::this_thread::sleep_for(200ms);
-    const int atUnplug = checker.callCount();
-    std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(checker.callCount(), atUnplug);  // nothing more arrives
-
     // A hang in any of these is caught by the test's time limit.
     EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
+    const int atStop = checker.callCount();
     EXPECT_EQ(QV_SDK_CloseCamera(handle), 0);
     EXPECT_EQ(QV_SDK_FreeCameraList(list), 0);
     EXPECT_TRUE(list.empty());
+    ASSERT_TRUE(checker.waitQuiet(10s));
+    EXPECT_EQ(checker.callCount(), atStop);  // nothing reaches the application after the stop
+    checker.delayMs = 0;
 
     // Back at another address: listed, opened and streaming again.
     ASSERT_TRUE(camera->device()->replug(9));
@@ -722,14 +781,19 @@ TEST_F(Fl30cEndToEndTest, UnplugWhileStreamingLeavesTheLibraryUsable)
     expectCleanStream(again, 5, false);
 }
 
-TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)
+TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)  // ten under ThreadSanitizer
 {
     EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
     ASSERT_NE(camera, nullptr);
     StreamChecker checker(SceneReference::of(*camera));
     void* handle = handleAt(1, 5);
     ASSERT_NE(handle, nullptr);
-    for (int cycle = 0; cycle < 100; ++cycle) {
+#if defined(__SANITIZE_THREAD__)
+    constexpr int kCycles = 10;  // each cycle costs seconds under ThreadSanitizer
+#else
+    constexpr int kCycles = 100;
+#endif
+    for (int cycle = 0; cycle < kCycles; ++cycle) {
         SCOPED_TRACE("cycle " + std::to_string(cycle));
         openAndRegister(handle, checker);
         ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
@@ -740,9 +804,9 @@ TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)
         ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
         ASSERT_EQ(QV_SDK_CloseCamera(handle), 0);
     }
-    EXPECT_EQ(camera->commits(), 100u);
+    EXPECT_EQ(camera->commits(), uint32_t(kCycles));
     std::lock_guard<std::mutex> lock(checker.m_mutex);
-    EXPECT_GE(checker.calls, 10);
+    EXPECT_GE(checker.calls, kCycles / 10);
     EXPECT_EQ(checker.badDepth, 0);
     EXPECT_EQ(checker.badColour, 0);
 }
