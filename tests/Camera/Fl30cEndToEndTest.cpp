@@ -34,6 +34,15 @@ using orrtest::countLogLines;
 namespace {
 
 constexpr int kW = 640, kH = 480;
+#if defined(__SANITIZE_THREAD__)
+// Under ThreadSanitizer every transfer costs many times more: shorter streams and fewer
+// cycles, the same checks.
+constexpr int kStreamFrames = 90;
+constexpr int kCycles = 3;
+#else
+constexpr int kStreamFrames = 300;
+constexpr int kCycles = 100;
+#endif
 
 constexpr int kGrid = 4;  // ground truth is cast for every 4th pixel of every 4th row
 
@@ -140,6 +149,12 @@ public:
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         return calls;
+    }
+    // Waits until a frame with this id or a later one was delivered.
+    bool waitForId(uint32_t id, std::chrono::milliseconds timeout)
+    {
+        std::unique_lock<std::mutex> lock(m_mutex);
+        return m_cv.wait_for(lock, timeout, [&] { return !ids.empty() && ids.back() >= id; });
     }
     // Waits until no callback came for half a second; false when they go on for `limit`.
     bool waitQuiet(std::chrono::milliseconds limit)
@@ -350,9 +365,9 @@ TEST_F(Fl30cEndToEndTest, ThreeHundredFramesOfDepthColourAndCloudAtThirtyFramesP
     setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
     ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
     EXPECT_EQ(camera->settings().frameRate, 30);
-    ASSERT_TRUE(checker.waitFor(300, 60s)) << checker.callCount() << " frames";
+    ASSERT_TRUE(checker.waitFor(kStreamFrames, 120s)) << checker.callCount() << " frames";
     ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
-    expectCleanStream(checker, 300, false);
+    expectCleanStream(checker, kStreamFrames, false);
     EXPECT_EQ(camera->commits(), 1u);
 }
 
@@ -367,9 +382,9 @@ TEST_F(Fl30cEndToEndTest, ThreeHundredFramesWithInfraredTakingTurnsWithDepth)
     openAndRegister(handle, checker);
     ASSERT_EQ(QV_SDK_StartStream(handle, QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR | QV_MEDIA_POINTCLOUD), 0);
     EXPECT_EQ(camera->settings().frameRate, 30);
-    ASSERT_TRUE(checker.waitFor(300, 60s)) << checker.callCount() << " frames";
+    ASSERT_TRUE(checker.waitFor(kStreamFrames, 120s)) << checker.callCount() << " frames";
     ASSERT_EQ(QV_SDK_StopStream(handle, 0), 0);
-    expectCleanStream(checker, 300, true);
+    expectCleanStream(checker, kStreamFrames, true);
 }
 
 TEST_F(Fl30cEndToEndTest, TwoCamerasStreamAtOnceEachToItsOwnCallback)
@@ -391,12 +406,12 @@ TEST_F(Fl30cEndToEndTest, TwoCamerasStreamAtOnceEachToItsOwnCallback)
         setMode(h, MEDIA_TYPE_RGB, 640, 480, 30);
         ASSERT_EQ(QV_SDK_StartStream(h, 0), 0);
     }
-    EXPECT_TRUE(a.waitFor(300, 60s)) << a.callCount() << " frames";
-    EXPECT_TRUE(b.waitFor(300, 60s)) << b.callCount() << " frames";
+    EXPECT_TRUE(a.waitFor(kStreamFrames, 120s)) << a.callCount() << " frames";
+    EXPECT_TRUE(b.waitFor(kStreamFrames, 120s)) << b.callCount() << " frames";
     EXPECT_EQ(QV_SDK_StopStream(ha, 0), 0);
     EXPECT_EQ(QV_SDK_StopStream(hb, 0), 0);
-    expectCleanStream(a, 300, false);
-    expectCleanStream(b, 300, false);
+    expectCleanStream(a, kStreamFrames, false);
+    expectCleanStream(b, kStreamFrames, false);
     EXPECT_EQ(a.handle, ha);
     EXPECT_EQ(b.handle, hb);
 }
@@ -481,14 +496,23 @@ TEST_F(Fl30cEndToEndTest, OpenAndStartCommandsReachTheCameraInTheirOrder)
     setMode(handle, MEDIA_TYPE_RGB, 640, 480, 30);
     const auto started = std::chrono::steady_clock::now();
     ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
-    commands = camera->commandRecord();
-    ASSERT_GE(commands.size(), 3u);
-    expectWrite(commands[0], 0x54, "30");
-    expectWrite(commands[1], 0x48, "0");
-    expectWrite(commands[2], 0x54, "30");
-    if (std::chrono::steady_clock::now() - started < 1900ms) {
-        EXPECT_EQ(camera->commandRecord().size(), 3u);
+    const bool quickStart = std::chrono::steady_clock::now() - started < 1900ms;
+    // The gain of two seconds into the stream comes from the frame handler: on a slow host
+    // it may come before the command sent after the transport started.
+    const auto split = [](const std::vector<ControlRecord>& all, std::vector<ControlRecord>& gain,
+                          std::vector<ControlRecord>& others) {
+        gain.clear(), others.clear();
+        for (const auto& r : all) (r.setup.request == 0x47 ? gain : others).push_back(r);
+    };
+    std::vector<ControlRecord> gain, others;
+    split(camera->commandRecord(), gain, others);
+    if (quickStart) {
+        EXPECT_TRUE(gain.empty());
     }
+    ASSERT_EQ(others.size(), 3u);
+    expectWrite(others[0], 0x54, "30");
+    expectWrite(others[1], 0x48, "0");
+    expectWrite(others[2], 0x54, "30");
     const auto committed = camera->committed();
     ASSERT_TRUE(committed.has_value());
     EXPECT_EQ(committed->width, 640);
@@ -499,10 +523,11 @@ TEST_F(Fl30cEndToEndTest, OpenAndStartCommandsReachTheCameraInTheirOrder)
     // Two seconds into the stream the gain is sent once more, and only once.
     for (int i = 0; i < 100 && camera->commandRecord().size() < 5; ++i) std::this_thread::sleep_for(100ms);
     std::this_thread::sleep_for(300ms);
-    commands = camera->commandRecord();
-    ASSERT_EQ(commands.size(), 5u);
-    expectWrite(commands[3], 0x47, "S=C0,R2=3e08,D=2f", 18);
-    expectWrite(commands[4], 0x47, "S=C0,R2=3e09,D=35", 18);
+    split(camera->commandRecord(), gain, others);
+    EXPECT_EQ(others.size(), 3u);
+    ASSERT_EQ(gain.size(), 2u);
+    expectWrite(gain[0], 0x47, "S=C0,R2=3e08,D=2f", 18);
+    expectWrite(gain[1], 0x47, "S=C0,R2=3e09,D=35", 18);
     EXPECT_GE(std::chrono::steady_clock::now() - started, 2000ms);
     EXPECT_EQ(QV_SDK_StopStream(handle, 0), 0);
 }
@@ -590,13 +615,22 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
     void* handle = handleAt(1, 5);
     ASSERT_NE(handle, nullptr);
     openAndRegister(handle, checker);
-    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);  // 15 fps: time to look at every transfer
+    setMode(handle, MEDIA_TYPE_DEPTH, 640, 480, 10);  // time to look at every transfer
+    setMode(handle, MEDIA_TYPE_RGB, 640, 480, 10);
+    ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
     ASSERT_TRUE(checker.waitFor(3, 10s));
 
-    // Each fault spoils three transfers in a row. A busy host may skip a transfer before the
+    // Each fault spoils a few transfers in a row. A busy host may skip a transfer before the
     // driver sees it (the transport keeps only the newest), so each spoilt transfer the
-    // driver saw gives its warning once: one to three of them, and no other line.
-    constexpr int kSpoilt = 3;
+    // driver saw gives its warning once: one to kSpoilt of them, and no other line.
+    constexpr int kSpoilt = 4;
+    // The transport numbers transfers from 1 in the order the camera sent them: the wait
+    // ends once a transfer sent after the spoilt ones was delivered.
+    const auto spoil = [&](const Fl30cTransferFault& fault) {
+        const uint64_t sent = camera->framesSent();
+        camera->setTransferFault(fault);
+        return checker.waitForId(uint32_t(sent + kSpoilt + 2), 20s);
+    };
     struct Case {
         const char* name;
         Fl30cTransferFault fault;
@@ -622,11 +656,7 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
         orrtest::StdoutCapture out;
-        const uint64_t sent = camera->framesSent();
-        camera->setTransferFault(c.fault);
-        ASSERT_TRUE(camera->waitForFrames(sent + kSpoilt + 2, 10s));
-        const int before = checker.callCount();
-        ASSERT_TRUE(checker.waitFor(before + 2, 10s));  // the stream goes on
+        ASSERT_TRUE(spoil(c.fault));  // and the stream goes on
         const std::string log = out.text();
         const int lines = orrtest::countAnyLogLines(log);
         if (c.warning != nullptr) {
@@ -647,10 +677,7 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
         Fl30cTransferFault f;
         f.kind = 3;
         f.transfers = kSpoilt;
-        const uint64_t sent = camera->framesSent();
-        camera->setTransferFault(f);
-        ASSERT_TRUE(camera->waitForFrames(sent + kSpoilt + 2, 10s));
-        ASSERT_TRUE(checker.waitFor(checker.callCount() + 2, 10s));
+        ASSERT_TRUE(spoil(f));
         std::lock_guard<std::mutex> lock(checker.m_mutex);
         const int colourOnly = (checker.calls - calls) - (checker.depthFrames - depth);
         EXPECT_GE(colourOnly, 1);
@@ -667,10 +694,7 @@ TEST_F(Fl30cEndToEndTest, EveryKindOfBadTransferIsDroppedWithItsWarningAndStream
         Fl30cTransferFault f;
         f.kind = 6;
         f.transfers = kSpoilt;
-        const uint64_t sent = camera->framesSent();
-        camera->setTransferFault(f);
-        ASSERT_TRUE(camera->waitForFrames(sent + kSpoilt + 2, 10s));
-        ASSERT_TRUE(checker.waitFor(checker.callCount() + 2, 10s));
+        ASSERT_TRUE(spoil(f));
         std::lock_guard<std::mutex> lock(checker.m_mutex);
         EXPECT_EQ(checker.depthFrames - depth, checker.calls - calls);
     }
@@ -781,23 +805,18 @@ TEST_F(Fl30cEndToEndTest, UnplugWhileStreamingLeavesTheLibraryUsable)
     expectCleanStream(again, 5, false);
 }
 
-TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)  // ten under ThreadSanitizer
+TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)  // three under ThreadSanitizer
 {
     EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
     ASSERT_NE(camera, nullptr);
     StreamChecker checker(SceneReference::of(*camera));
     void* handle = handleAt(1, 5);
     ASSERT_NE(handle, nullptr);
-#if defined(__SANITIZE_THREAD__)
-    constexpr int kCycles = 10;  // each cycle costs seconds under ThreadSanitizer
-#else
-    constexpr int kCycles = 100;
-#endif
     for (int cycle = 0; cycle < kCycles; ++cycle) {
         SCOPED_TRACE("cycle " + std::to_string(cycle));
         openAndRegister(handle, checker);
         ASSERT_EQ(QV_SDK_StartStream(handle, 0), 0);
-        if (cycle % 10 == 9) {  // now and then a frame is delivered before the stop
+        if (cycle % 10 == 9 || cycle == kCycles - 1) {  // now and then a frame is delivered before the stop
             const int before = checker.callCount();
             ASSERT_TRUE(checker.waitFor(before + 1, 10s));
         }
@@ -806,7 +825,7 @@ TEST_F(Fl30cEndToEndTest, HundredCyclesOfOpenStartStopClose)  // ten under Threa
     }
     EXPECT_EQ(camera->commits(), uint32_t(kCycles));
     std::lock_guard<std::mutex> lock(checker.m_mutex);
-    EXPECT_GE(checker.calls, kCycles / 10);
+    EXPECT_GE(checker.calls, (kCycles + 9) / 10);
     EXPECT_EQ(checker.badDepth, 0);
     EXPECT_EQ(checker.badColour, 0);
 }
