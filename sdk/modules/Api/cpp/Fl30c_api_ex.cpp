@@ -46,9 +46,7 @@ int QV_FL30C_GetHimaxVersion(void* handle, char* buffer, int capacity)
             logAt("ERROR", site, "get Himax version fail.");
             return ret;
         }
-        const size_t n = std::min(version.size(), static_cast<size_t>(std::max(capacity, 0)));
-        std::memcpy(buffer, version.data(), n);
-        if (n < static_cast<size_t>(std::max(capacity, 0))) buffer[n] = '\0';
+        copyText(version, buffer, capacity);
         return 0;
     });
 }

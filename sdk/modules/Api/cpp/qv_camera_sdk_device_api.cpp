@@ -25,14 +25,6 @@ ICommand* commandOf(ICameraOps& driver, const CallSite& site)
     return command;
 }
 
-// Copies min(text length, capacity) bytes; no terminator is added when the text fills the buffer.
-void copyText(const std::string& text, char* buffer, int capacity)
-{
-    const size_t n = std::min(text.size(), static_cast<size_t>(std::max(capacity, 0)));
-    std::memcpy(buffer, text.data(), n);
-    if (n < static_cast<size_t>(std::max(capacity, 0))) buffer[n] = '\0';
-}
-
 bool checkBuffer(const void* buffer, const CallSite& site)
 {
     if (buffer != nullptr) return true;
@@ -235,40 +227,37 @@ int QV_SDK_SetSerialNumber(void* handle, const char* serial, int length)
     });
 }
 
-int QV_SDK_GetFwVersion(void* handle, char* buffer, int capacity)
+namespace {
+
+// A text answer of the command object copied into the caller's buffer.
+int commandText(void* handle, const CallSite& site, char* buffer, int capacity, int (ICommand::*get)(std::string&),
+                const char* failure)
 {
-    const CallSite site = QV_CALL_SITE;
     return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
         if (!checkBuffer(buffer, site)) return -1;
         ICommand* command = commandOf(d, site);
         if (command == nullptr) return -1;
-        std::string version;
-        const int ret = command->getFwVersion(version);
+        std::string text;
+        const int ret = (command->*get)(text);
         if (ret < 0) {
-            logAt("ERROR", site, "get fw version fail.");
+            logAt("ERROR", site, failure);
             return ret;
         }
-        copyText(version, buffer, capacity);
+        copyText(text, buffer, capacity);
         return ret;
     });
 }
 
+}  // namespace
+
+int QV_SDK_GetFwVersion(void* handle, char* buffer, int capacity)
+{
+    return commandText(handle, QV_CALL_SITE, buffer, capacity, &ICommand::getFwVersion, "get fw version fail.");
+}
+
 int QV_SDK_GetHimaxVersion(void* handle, char* buffer, int capacity)
 {
-    const CallSite site = QV_CALL_SITE;
-    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
-        if (!checkBuffer(buffer, site)) return -1;
-        ICommand* command = commandOf(d, site);
-        if (command == nullptr) return -1;
-        std::string version;
-        const int ret = command->getHimaxVersion(version);
-        if (ret < 0) {
-            logAt("ERROR", site, "get Himax version fail.");
-            return ret;
-        }
-        copyText(version, buffer, capacity);
-        return ret;
-    });
+    return commandText(handle, QV_CALL_SITE, buffer, capacity, &ICommand::getHimaxVersion, "get Himax version fail.");
 }
 
 int QV_SDK_GetStreamType(void*, int*)
@@ -370,6 +359,14 @@ int QV_SDK_ReadPrivateData(void* handle, void* data, int size, int offset)
             return -1;
         return command->readPrivateData(data, size, offset);
     });
+}
+
+void copyText(const std::string& text, char* buffer, int capacity)
+{
+    const size_t room = static_cast<size_t>(std::max(capacity, 0));
+    const size_t n = std::min(text.size(), room);
+    std::memcpy(buffer, text.data(), n);
+    if (n < room) buffer[n] = '\0';
 }
 
 int lockOpenDriver(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock, ICameraOps*& driver)
