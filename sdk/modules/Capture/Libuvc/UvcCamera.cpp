@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "Logger.h"
 #include "UsbControlRequest.h"
@@ -71,6 +72,8 @@ bool UvcCamera::deviceGone() const
 void UvcCamera::abandonSession()
 {
     QV_LOGW("the camera was unplugged: its USB session is kept until the process ends");
+    closeGate();
+    (void)m_gate.release();  // libuvc's callback thread may still look at it: it stays with the session
     m_abandoned = true;
     m_handle = nullptr;
     m_streaming = false;
@@ -165,7 +168,8 @@ int UvcCamera::start(video_cfg const& cfg)
                 ", frame_format ", static_cast<int>(format), ", cfg.width ", cfg.width, ", cfg.height ", cfg.height);
         return negotiated;
     }
-    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, this, 0);
+    m_gate = std::make_unique<FrameGate>(this);
+    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_gate.get(), 0);
     if (ret != UVC_SUCCESS) {
         QV_LOGE("uvc_start_streaming:", uvc_strerror(ret));
         return -3;
@@ -190,10 +194,33 @@ int UvcCamera::stop()
     return 0;
 }
 
+namespace {
+thread_local bool t_inFrameCallback = false;
+}
+
 void UvcCamera::image_callback(uvc_frame* frame, void* user)
 {
-    auto* self = static_cast<UvcCamera*>(user);
-    const video_cfg& cfg = self->m_cfg;
+    auto* gate = static_cast<FrameGate*>(user);
+    ++gate->inFlight;  // counted before the check, so closeGate never misses a frame in flight
+    if (gate->open) {
+        t_inFrameCallback = true;
+        gate->camera->deliver(frame);
+        t_inFrameCallback = false;
+    }
+    --gate->inFlight;
+}
+
+void UvcCamera::closeGate()
+{
+    if (!m_gate) return;
+    m_gate->open = false;
+    if (t_inFrameCallback) return;  // stopped from inside a frame: that frame finishes by itself
+    while (m_gate->inFlight > 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+}
+
+void UvcCamera::deliver(uvc_frame* frame)
+{
+    const video_cfg& cfg = m_cfg;
     uint64_t nanoseconds = 0;
     if (cfg.timestampType != 0)
         nanoseconds = static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(

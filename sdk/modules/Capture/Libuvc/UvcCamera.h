@@ -4,6 +4,8 @@
 
 #include <libuvc/libuvc.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,6 +36,18 @@ public:
     const std::vector<int>& portPath() const { return m_portPath; }
 
 private:
+    // What libuvc's callback thread holds on to. Closing it guarantees that no frame
+    // reaches the driver any more, even when libuvc's session cannot be stopped.
+    struct FrameGate {
+        explicit FrameGate(UvcCamera* owner) : camera(owner) {}
+        UvcCamera* camera;
+        std::atomic<bool> open{true};
+        std::atomic<int> inFlight{0};
+    };
+
+    void deliver(uvc_frame* frame);
+    // Closes the gate and waits for a frame being delivered (unless called from inside one).
+    void closeGate();
     void readPortInfo(int bus, int address);
     // True once libusb knows the device has left (it was unplugged).
     bool deviceGone() const;
@@ -51,4 +65,5 @@ private:
     bool m_readSerial = false;
     bool m_streaming = false;
     bool m_abandoned = false;  // the session of an unplugged device is never torn down
+    std::unique_ptr<FrameGate> m_gate;
 };
