@@ -11,16 +11,6 @@ namespace qv {
 
 namespace {
 
-FrameCopy copySlot(const CAM_FRAME& f)
-{
-    FrameCopy c;
-    if (f.size == 0 || f.data == nullptr) return c;
-    c.width = f.width;
-    c.height = f.height;
-    c.bytes.assign(f.data, f.data + f.size);
-    return c;
-}
-
 bool keep(bool ok, const std::string& path, const std::string& why, std::vector<std::string>& written,
           std::string& error)
 {
@@ -33,14 +23,24 @@ bool keep(bool ok, const std::string& path, const std::string& why, std::vector<
 
 }  // namespace
 
+FrameCopy FrameSaver::copy(const CAM_FRAME& f)
+{
+    FrameCopy c;
+    if (f.size == 0 || f.data == nullptr) return c;
+    c.width = f.width;
+    c.height = f.height;
+    c.bytes.assign(f.data, f.data + f.size);
+    return c;
+}
+
 SavedGroup FrameSaver::copy(const CAM_DATA& data)
 {
     SavedGroup g;
     g.frameId = data.frame[CAM_DATA_SLOT_DEPTH].frameId;
-    g.depth = copySlot(data.frame[CAM_DATA_SLOT_DEPTH]);
-    g.rgb = copySlot(data.frame[CAM_DATA_SLOT_RGB]);
-    g.ir = copySlot(data.frame[CAM_DATA_SLOT_IR]);
-    g.cloud = copySlot(data.frame[CAM_DATA_SLOT_POINTCLOUD]);
+    g.depth = copy(data.frame[CAM_DATA_SLOT_DEPTH]);
+    g.rgb = copy(data.frame[CAM_DATA_SLOT_RGB]);
+    g.ir = copy(data.frame[CAM_DATA_SLOT_IR]);
+    g.cloud = copy(data.frame[CAM_DATA_SLOT_POINTCLOUD]);
     return g;
 }
 
