@@ -1,6 +1,9 @@
 #include "FrameSaver.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cstdio>
 
 #include "DepthColorizer.h"
 #include "PngWriter.h"
@@ -78,8 +81,10 @@ std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::strin
         const auto* points = reinterpret_cast<const float*>(g.cloud.bytes.data());
         const size_t count = g.cloud.bytes.size() / 12;
         std::string path = base + "cloud.pcd";
+        std::remove(path.c_str());
         savePointCloudWithPcdFormat(path.c_str(), const_cast<float*>(points), count * 3);
-        written.push_back(path);
+        struct stat st{};
+        keep(stat(path.c_str(), &st) == 0 && st.st_size > 0, path, "cannot create " + path, written, error);
 
         // Depth in the colour camera's grid: each cloud point has a colour pixel. The packed
         // cloud lists the valid depth pixels (1..5000 mm) in raster order.

@@ -1,5 +1,6 @@
 #include "StreamCommand.h"
 
+#include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -92,6 +93,13 @@ void onFrames(void*, const CAM_DATA* data, void* user)
 volatile std::sig_atomic_t g_interrupted = 0;
 
 void onInterrupt(int) { g_interrupted = 1; }
+
+size_t terminalColumns(FILE* terminal)
+{
+    winsize size{};
+    if (ioctl(fileno(terminal), TIOCGWINSZ, &size) == 0 && size.ws_col > 20) return size.ws_col;
+    return 80;
+}
 
 double cpuSeconds()
 {
@@ -402,6 +410,7 @@ int StreamCommand::run(const std::vector<std::string>& args)
     FILE* progress = Console::err();
     const bool tty = isatty(fileno(progress));
     auto lastPrint = t0;
+    size_t shownLines = 0;
     for (;;) {
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         const auto now = std::chrono::steady_clock::now();
@@ -416,21 +425,30 @@ int StreamCommand::run(const std::vector<std::string>& args)
         }
         if (now - lastPrint >= std::chrono::milliseconds(500) || done) {
             lastPrint = now;
-            std::string line;
+            std::vector<std::string> parts;
             for (auto& s : streams) {
                 if (!s->started) continue;
                 char part[256];
-                std::snprintf(part, sizeof part, "%scam%d %llu frames | %s | drops %llu", line.empty() ? "" : "  ||  ",
-                              s->camera->index, static_cast<unsigned long long>(s->stats->callbacks()),
-                              s->stats->rates().c_str(), static_cast<unsigned long long>(s->stats->droppedTransfers()));
-                line += part;
+                std::snprintf(part, sizeof part, "cam%d %llu frames | %s | drops %llu", s->camera->index,
+                              static_cast<unsigned long long>(s->stats->callbacks()), s->stats->rates().c_str(),
+                              static_cast<unsigned long long>(s->stats->droppedTransfers()));
+                parts.push_back(part);
             }
-            std::fprintf(progress, tty ? "\r%-120s" : "%s\n", line.c_str());
+            if (tty) {
+                // One line per camera, rewritten in place.
+                if (shownLines > 0) std::fprintf(progress, "\x1b[%zuA", shownLines);
+                for (const std::string& part : parts)
+                    std::fprintf(progress, "\r\x1b[K%s\n", part.substr(0, terminalColumns(progress) - 1).c_str());
+                shownLines = parts.size();
+            } else {
+                std::string line;
+                for (const std::string& part : parts) line += (line.empty() ? "" : "  ||  ") + part;
+                std::fprintf(progress, "%s\n", line.c_str());
+            }
             std::fflush(progress);
         }
         if (done) break;
     }
-    if (tty) std::fprintf(progress, "\n");
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
     for (auto& s : streams) {
         if (s->started) QV_SDK_StopStream(s->camera->handle, 0);
