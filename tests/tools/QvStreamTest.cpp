@@ -79,6 +79,17 @@ TEST(QvStream, CtrlCEndsTheStreamAndTheSummaryIsStillPrinted)
     EXPECT_TRUE(contains(r.out, "CPU time ")) << r.out;
 }
 
+TEST(QvStream, AFrameGroupTheStreamNeverReachedIsReported)
+{
+    const std::string dir = qvtest::scratchDirectory("qv-save-at");
+    const Outcome r = runQv({"stream", "--emulate", "fl30c", "--streams", "depth", "--frames", "4", "--save", dir,
+                             "--save-at", "2,50", "--quiet"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_TRUE(std::regex_search(r.out, std::regex("saved " + dir + "/cam0_frame[0-9]+_depth_raw16.png"))) << r.out;
+    EXPECT_TRUE(std::regex_search(r.err, std::regex("camera 0: frame group 50 not saved: the stream ended after [0-9]+")))
+        << r.both();
+}
+
 TEST(QvStream, ListGivesScriptsOneJsonRecordPerCamera)
 {
     if (std::string(QV_PYTHON3).empty()) GTEST_SKIP() << "python3 is not installed (scripts/install-deps.sh --test)";

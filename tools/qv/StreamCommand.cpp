@@ -499,9 +499,11 @@ int StreamCommand::run(const std::vector<std::string>& args)
                 status = 1;
             }
         }
-        if (!settings.saveDir.empty() && s->saved.empty() && st.callbacks() > 0) {
-            std::fprintf(Console::err(), "qv stream: camera %d: nothing saved: the stream ended before frame group %llu\n",
-                         s->camera->index, static_cast<unsigned long long>(*settings.saveAt.begin()));
+        if (!s->saveAt.empty()) {
+            std::string never;
+            for (uint64_t n : s->saveAt) never += (never.empty() ? "" : ", ") + std::to_string(n);
+            std::fprintf(Console::err(), "qv stream: camera %d: frame group %s not saved: the stream ended after %llu\n",
+                         s->camera->index, never.c_str(), static_cast<unsigned long long>(st.callbacks()));
             status = 1;
         }
     }
