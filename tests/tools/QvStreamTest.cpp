@@ -189,6 +189,11 @@ TEST(QvStream, StreamsTheCameraCannotDeliverAreReported)
     const Outcome mode = runQv({"stream", "--emulate", "fl30c", "--depth", "800x600", "--frames", "3", "--quiet"});
     EXPECT_EQ(mode.status, 1);
     EXPECT_TRUE(contains(mode.err, "camera 0: depth mode not offered (see qv info for the modes)")) << mode.both();
+    const Outcome rates = runQv({"stream", "--emulate", "fl30c", "--depth", "640x480@30", "--rgb", "640x480@15",
+                                 "--frames", "3", "--quiet"});
+    EXPECT_EQ(rates.status, 1);
+    EXPECT_TRUE(contains(rates.err, "camera 0: stream not started (code -91: frame rates do not combine)"))
+        << rates.both();
 
     // Infrared comes only when the depth processor is told to send it.
     const Outcome ir = runQv({"stream", "--emulate", "fl30c", "--streams", "depth,ir", "--frames", "6", "--quiet"});
