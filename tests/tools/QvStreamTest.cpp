@@ -34,11 +34,10 @@ TEST(QvStream, TwoEmulatedCamerasStreamAtOnceAndBothAreReported)
     const Outcome r = runQv({"stream", "--emulate", "fl30c,2", "--frames", "12", "--quiet"});
     ASSERT_EQ(r.status, 0) << r.both();
     for (int camera : {0, 1}) {
-        EXPECT_TRUE(std::regex_search(r.out, std::regex("Camera " + std::to_string(camera) +
-                                                        R"( \(Fl30c RGB-D\): ([0-9]+) frame groups)")))
-            << r.out;
+        // --frames 12: twelve frame groups from each camera, no more.
+        EXPECT_TRUE(contains(r.out, "Camera " + std::to_string(camera) + " (Fl30c RGB-D): 12 frame groups in ")) << r.out;
         for (const char* stream : {"depth", "color", "cloud"})
-            EXPECT_GE(framesOf(r.out, camera, stream), 12) << "camera " << camera << " " << stream << "\n" << r.out;
+            EXPECT_EQ(framesOf(r.out, camera, stream), 12) << "camera " << camera << " " << stream << "\n" << r.out;
         EXPECT_LT(framesOf(r.out, camera, "ir"), 0) << "infrared was not asked for\n" << r.out;
     }
     EXPECT_EQ(std::regex_search(r.out, std::regex("dropped transfers +[0-9]+")), true) << r.out;
@@ -63,7 +62,7 @@ TEST(QvStream, TheChosenCameraAloneStreamsInTheChosenMode)
     EXPECT_TRUE(contains(r.err, "[INFO]")) << r.err;
     EXPECT_FALSE(contains(r.out, "[INFO]")) << r.out;
     const int chosen = framesOf(r.out, 0, "depth") >= 0 ? 0 : 1;
-    EXPECT_GE(framesOf(r.out, chosen, "depth"), 8) << r.out;
+    EXPECT_EQ(framesOf(r.out, chosen, "depth"), 8) << r.out;
     EXPECT_LT(framesOf(r.out, 1 - chosen, "depth"), 0) << "only one camera streams\n" << r.out;
     EXPECT_LT(framesOf(r.out, chosen, "color"), 0) << r.out;
 }
@@ -71,7 +70,7 @@ TEST(QvStream, TheChosenCameraAloneStreamsInTheChosenMode)
 TEST(QvStream, CtrlCEndsTheStreamAndTheSummaryIsStillPrinted)
 {
     qvtest::Background qv({QV_BINARY, "stream", "--emulate", "fl30c", "--seconds", "100", "--quiet"});
-    ASSERT_TRUE(qv.waitForError("cam0 ")) << "no progress line";
+    ASSERT_TRUE(qv.waitForError(" fps | drops")) << "no frame arrived";
     qv.signal(SIGINT);
     const Outcome r = qv.finish();
     EXPECT_EQ(r.status, 0) << r.both();

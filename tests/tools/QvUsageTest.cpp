@@ -1,6 +1,6 @@
 // qv's command line: every mistake is answered with a message, a usage line and exit
-// status 2, before any camera is looked at (none is attached here: had qv gone on to
-// the cameras it would have answered 1, "no camera is attached").
+// status 2, before any camera is looked at (had qv gone on to the cameras it would have
+// answered 1, "no camera is attached", or 0 with a camera).
 #include <gtest/gtest.h>
 
 #include <string>

@@ -31,6 +31,7 @@ constexpr int kImageStreams = QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR | QV_M
 struct CameraStream {
     CameraEntry* camera = nullptr;
     int mask = 0;
+    uint64_t limit = 0;  // frame groups to take; 0: no limit
     std::unique_ptr<StreamStats> stats;
     std::mutex saveMutex;
     std::set<uint64_t> saveAt;  // callback numbers (1-based) whose frames are kept
@@ -57,6 +58,9 @@ int missing(const SavedGroup& g, int mask)
 void onFrames(void*, const CAM_DATA* data, void* user)
 {
     auto* stream = static_cast<CameraStream*>(user);
+    // --frames N: the groups after the N-th are not counted (the main loop stops the
+    // stream soon after, but not at once).
+    if (stream->limit != 0 && stream->stats->callbacks() >= stream->limit) return;
     stream->stats->record(*data);
     const uint64_t n = stream->stats->callbacks();
     std::lock_guard<std::mutex> lock(stream->saveMutex);
@@ -385,6 +389,7 @@ int StreamCommand::run(const std::vector<std::string>& args)
         stream->camera = camera;
         stream->stats = std::make_unique<StreamStats>(settings.clock);
         stream->saveAt = settings.saveAt;
+        stream->limit = static_cast<uint64_t>(settings.frames);
         if (startCamera(*stream, settings, error)) {
             ++running;
         } else {
@@ -449,12 +454,13 @@ int StreamCommand::run(const std::vector<std::string>& args)
         }
         if (done) break;
     }
+    // Time and CPU of the streaming itself, before the cameras are stopped and closed.
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - t0).count();
+    const double cpu = cpuSeconds() - cpuStart;
     for (auto& s : streams) {
         if (s->started) QV_SDK_StopStream(s->camera->handle, 0);
         QV_SDK_CloseCamera(s->camera->handle);
     }
-    const double cpu = cpuSeconds() - cpuStart;
     sigaction(SIGINT, &previousInt, nullptr);
     sigaction(SIGTERM, &previousTerm, nullptr);
 
