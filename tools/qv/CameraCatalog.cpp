@@ -1,7 +1,9 @@
 #include "CameraCatalog.h"
 
+#include <cstdio>
 #include <string>
 
+#include "Console.h"
 #include "qv_camera_sdk_api.h"
 
 namespace qv {
@@ -85,51 +87,108 @@ void CameraCatalog::identify(CameraEntry& camera)
     QV_SDK_CloseCamera(camera.handle);
 }
 
-bool CameraCatalog::select(const Options& options, std::vector<CameraEntry*>& selected, std::string& error)
+bool CameraCatalog::checkSelector(const Options& options, std::string& error)
 {
-    selected.clear();
-    if (m_cameras.empty()) {
-        error = "no camera is attached";
+    long number = -1;
+    if (options.has("index") + options.has("serial") + (options.has("bus") || options.has("port-path")) > 1) {
+        error = "choose a camera one way only: --index, --serial or --bus with --port-path";
         return false;
     }
-    if (options.has("index")) {
-        long index = -1;
-        if (!Options::toInt(options.get("index"), 0, 1000, index)) {
-            error = "--index needs a camera number (0, 1, ...)";
-            return false;
-        }
+    if (options.has("index") && !Options::toInt(options.get("index"), 0, 1000, number)) {
+        error = "--index needs a camera number (0, 1, ...), not \"" + options.get("index") + "\"";
+        return false;
+    }
+    if ((options.has("bus") || options.has("port-path")) &&
+        (!Options::toInt(options.get("bus"), 0, 255, number) || options.get("port-path").empty())) {
+        error = "select a camera by position with both --bus B and --port-path P (for example --bus 1 --port-path 1.4)";
+        return false;
+    }
+    if (options.has("serial") && options.get("serial").empty()) {
+        error = "--serial needs the camera's serial number";
+        return false;
+    }
+    return true;
+}
+
+int CameraCatalog::select(const Options& options, std::vector<CameraEntry*>& selected, std::string& error)
+{
+    selected.clear();
+    if (!checkSelector(options, error)) return 2;
+    long index = -1, bus = -1;
+    if (options.has("index")) Options::toInt(options.get("index"), 0, 1000, index);
+    if (options.has("bus")) Options::toInt(options.get("bus"), 0, 255, bus);
+    if (m_cameras.empty()) {
+        error = "no camera is attached";
+        return 1;
+    }
+    if (index >= 0) {
         if (index >= static_cast<long>(m_cameras.size())) {
             error = "there is no camera " + std::to_string(index) + " (" + std::to_string(m_cameras.size()) +
-                    " attached)";
-            return false;
+                    (m_cameras.size() == 1 ? " camera is" : " cameras are") + " attached: 0" +
+                    (m_cameras.size() > 1 ? " to " + std::to_string(m_cameras.size() - 1) : std::string()) + ")";
+            return 1;
         }
         selected.push_back(&m_cameras[static_cast<size_t>(index)]);
-        return true;
+        return 0;
     }
     if (options.has("serial")) {
+        std::string unopened;
+        int unopenedCode = 0;
         for (CameraEntry& c : m_cameras) {
             identify(c);
-            if (c.serial == options.get("serial")) selected.push_back(&c);
+            if (c.openCode != 0) {
+                unopened += (unopened.empty() ? "" : ", ") + std::to_string(c.index);
+                if (unopenedCode == 0) unopenedCode = c.openCode;
+            }
+            if (c.openCode == 0 && c.serial == options.get("serial")) selected.push_back(&c);
         }
-        if (selected.empty()) error = "no attached camera has the serial number " + options.get("serial");
-        return !selected.empty();
+        if (selected.empty()) {
+            error = "no attached camera has the serial number " + options.get("serial");
+            if (!unopened.empty())
+                error += " (camera " + unopened + " could not be opened to read its serial number: " +
+                         openFailure(unopenedCode) + ")";
+        }
+        return selected.empty() ? 1 : 0;
     }
-    if (options.has("bus") || options.has("port-path")) {
-        long bus = -1;
-        if (!Options::toInt(options.get("bus"), 0, 255, bus) || !options.has("port-path")) {
-            error = "select a camera by position with both --bus B and --port-path P (for example --bus 1 --port-path 1.4)";
-            return false;
-        }
+    if (bus >= 0) {
         for (CameraEntry& c : m_cameras)
             if (c.attr.type == QV_CAM_ATTR_USB && c.attr.attr.usbAttrs.busnum == bus &&
                 options.get("port-path") == c.attr.attr.usbAttrs.ports)
                 selected.push_back(&c);
         if (selected.empty())
             error = "no camera on bus " + std::to_string(bus) + " at port path " + options.get("port-path");
-        return !selected.empty();
+        return selected.empty() ? 1 : 0;
     }
     for (CameraEntry& c : m_cameras) selected.push_back(&c);
-    return true;
+    return 0;
+}
+
+int CameraCatalog::selectOne(const Options& options, const char* command, CameraEntry*& camera)
+{
+    std::string error;
+    std::vector<CameraEntry*> selected;
+    if (!checkSelector(options, error)) {
+        std::fprintf(Console::err(), "qv %s: %s\n", command, error.c_str());
+        return 2;
+    }
+    if (!load(error)) {
+        std::fprintf(Console::err(), "qv %s: %s\n", command, error.c_str());
+        return 1;
+    }
+    const int status = select(options, selected, error);
+    if (status != 0) {
+        std::fprintf(Console::err(), "qv %s: %s\n", command, error.c_str());
+        return status;
+    }
+    if (selected.size() > 1) {
+        std::fprintf(Console::err(),
+                     "qv %s: %zu cameras are attached: choose one with --index N, --serial S or --bus B --port-path P "
+                     "(see qv list)\n",
+                     command, selected.size());
+        return 2;
+    }
+    camera = selected[0];
+    return 0;
 }
 
 const char* CameraCatalog::modelName(CAMERA_MODEL_E model) { return find(model).name; }

@@ -35,8 +35,15 @@ public:
 
     // Opens the camera briefly for its serial number and firmware version.
     void identify(CameraEntry& camera);
+    // false, with a message, when the selector options are not well formed.
+    static bool checkSelector(const Options& options, std::string& error);
     // --index N, --serial TEXT, --bus B with --port-path P; no selector: every camera.
-    bool select(const Options& options, std::vector<CameraEntry*>& selected, std::string& error);
+    // Returns 0, 1 (no such camera) or 2 (a selector that is not well formed), with a
+    // message in error.
+    int select(const Options& options, std::vector<CameraEntry*>& selected, std::string& error);
+    // Loads the list and selects exactly one camera; 0, or the exit status with the
+    // message printed as "qv <command>: ...".
+    int selectOne(const Options& options, const char* command, CameraEntry*& camera);
 
     static const char* modelName(CAMERA_MODEL_E model);
     static const char* modelEnumName(CAMERA_MODEL_E model);

@@ -9,7 +9,9 @@ namespace qv {
 
 class Console {
 public:
-    // Call once, before the library prints anything.
+    // Call once, before the library prints anything. quiet: the library's lines and
+    // what its USB libraries print on standard error are dropped; qv's own messages
+    // still reach standard error.
     static void separateLibraryLog(bool quiet);
     static FILE* out();  // results
     static FILE* err();  // progress and messages

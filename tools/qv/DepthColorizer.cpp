@@ -14,37 +14,52 @@ constexpr uint8_t kAnchors[][3] = {
     {68, 1, 84}, {59, 82, 139}, {33, 145, 140}, {94, 201, 98}, {253, 231, 37},
 };
 
-// 3x5 pixel glyphs for the legend text, one row per byte (bits 2..0, left to right).
+// 5-row pixel glyphs for the legend text, one row per byte (the lowest `width` bits,
+// left to right).
 struct Glyph {
     char c;
+    int width;
     uint8_t rows[5];
 };
 constexpr Glyph kGlyphs[] = {
-    {'0', {7, 5, 5, 5, 7}}, {'1', {2, 6, 2, 2, 7}}, {'2', {7, 1, 7, 4, 7}}, {'3', {7, 1, 7, 1, 7}},
-    {'4', {5, 5, 7, 1, 1}}, {'5', {7, 4, 7, 1, 7}}, {'6', {7, 4, 7, 5, 7}}, {'7', {7, 1, 1, 1, 1}},
-    {'8', {7, 5, 7, 5, 7}}, {'9', {7, 5, 7, 1, 7}}, {'m', {0, 0, 7, 7, 5}}, {'-', {0, 0, 7, 0, 0}},
-    {' ', {0, 0, 0, 0, 0}},
+    {'0', 3, {7, 5, 5, 5, 7}}, {'1', 3, {2, 6, 2, 2, 7}}, {'2', 3, {7, 1, 7, 4, 7}},  {'3', 3, {7, 1, 7, 1, 7}},
+    {'4', 3, {5, 5, 7, 1, 1}}, {'5', 3, {7, 4, 7, 1, 7}}, {'6', 3, {7, 4, 7, 5, 7}},  {'7', 3, {7, 1, 1, 1, 1}},
+    {'8', 3, {7, 5, 7, 5, 7}}, {'9', 3, {7, 5, 7, 1, 7}}, {'m', 5, {0, 0, 26, 21, 21}}, {'-', 3, {0, 0, 7, 0, 0}},
+    {' ', 2, {0, 0, 0, 0, 0}},
 };
+
+const Glyph* glyphOf(char c)
+{
+    for (const Glyph& g : kGlyphs)
+        if (g.c == c) return &g;
+    return nullptr;
+}
+
+// Width in pixels of text drawn at the given scale (one blank column between glyphs).
+int textWidth(const std::string& text, int scale)
+{
+    int width = 0;
+    for (char c : text)
+        if (const Glyph* g = glyphOf(c)) width += (g->width + 1) * scale;
+    return width;
+}
 
 void drawText(uint8_t* image, int width, int height, int x, int y, const std::string& text, int scale)
 {
     for (char c : text) {
-        const Glyph* g = nullptr;
-        for (const Glyph& candidate : kGlyphs)
-            if (candidate.c == c) g = &candidate;
-        if (g != nullptr) {
-            for (int row = 0; row < 5; ++row)
-                for (int col = 0; col < 3; ++col) {
-                    if (!(g->rows[row] & (4 >> col))) continue;
-                    for (int dy = 0; dy < scale; ++dy)
-                        for (int dx = 0; dx < scale; ++dx) {
-                            const int px = x + col * scale + dx, py = y + row * scale + dy;
-                            if (px < 0 || py < 0 || px >= width || py >= height) continue;
-                            std::memset(image + (static_cast<size_t>(py) * width + px) * 3, 255, 3);
-                        }
-                }
-        }
-        x += 4 * scale;
+        const Glyph* g = glyphOf(c);
+        if (g == nullptr) continue;
+        for (int row = 0; row < 5; ++row)
+            for (int col = 0; col < g->width; ++col) {
+                if (!(g->rows[row] & (1 << (g->width - 1 - col)))) continue;
+                for (int dy = 0; dy < scale; ++dy)
+                    for (int dx = 0; dx < scale; ++dx) {
+                        const int px = x + col * scale + dx, py = y + row * scale + dy;
+                        if (px < 0 || py < 0 || px >= width || py >= height) continue;
+                        std::memset(image + (static_cast<size_t>(py) * width + px) * 3, 255, 3);
+                    }
+            }
+        x += (g->width + 1) * scale;
     }
 }
 
@@ -110,8 +125,7 @@ void DepthColorizer::drawLegend(uint8_t* strip, int width)
     const std::string farText = std::to_string(m_far) + " mm";
     const int scale = 2, textY = barTop + barHeight + 2;
     drawText(strip, width, kLegendHeight, 2, textY, nearText, scale);
-    drawText(strip, width, kLegendHeight, width - 2 - static_cast<int>(farText.size()) * 4 * scale, textY, farText,
-             scale);
+    drawText(strip, width, kLegendHeight, width - 2 - textWidth(farText, scale), textY, farText, scale);
 }
 
 }  // namespace qv

@@ -1,6 +1,9 @@
 #include "FrameSaver.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cstdio>
 
 #include "DepthColorizer.h"
 #include "PngWriter.h"
@@ -10,16 +13,6 @@
 namespace qv {
 
 namespace {
-
-FrameCopy copySlot(const CAM_FRAME& f)
-{
-    FrameCopy c;
-    if (f.size == 0 || f.data == nullptr) return c;
-    c.width = f.width;
-    c.height = f.height;
-    c.bytes.assign(f.data, f.data + f.size);
-    return c;
-}
 
 bool keep(bool ok, const std::string& path, const std::string& why, std::vector<std::string>& written,
           std::string& error)
@@ -33,14 +26,24 @@ bool keep(bool ok, const std::string& path, const std::string& why, std::vector<
 
 }  // namespace
 
+FrameCopy FrameSaver::copy(const CAM_FRAME& f)
+{
+    FrameCopy c;
+    if (f.size == 0 || f.data == nullptr) return c;
+    c.width = f.width;
+    c.height = f.height;
+    c.bytes.assign(f.data, f.data + f.size);
+    return c;
+}
+
 SavedGroup FrameSaver::copy(const CAM_DATA& data)
 {
     SavedGroup g;
     g.frameId = data.frame[CAM_DATA_SLOT_DEPTH].frameId;
-    g.depth = copySlot(data.frame[CAM_DATA_SLOT_DEPTH]);
-    g.rgb = copySlot(data.frame[CAM_DATA_SLOT_RGB]);
-    g.ir = copySlot(data.frame[CAM_DATA_SLOT_IR]);
-    g.cloud = copySlot(data.frame[CAM_DATA_SLOT_POINTCLOUD]);
+    g.depth = copy(data.frame[CAM_DATA_SLOT_DEPTH]);
+    g.rgb = copy(data.frame[CAM_DATA_SLOT_RGB]);
+    g.ir = copy(data.frame[CAM_DATA_SLOT_IR]);
+    g.cloud = copy(data.frame[CAM_DATA_SLOT_POINTCLOUD]);
     return g;
 }
 
@@ -78,8 +81,10 @@ std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::strin
         const auto* points = reinterpret_cast<const float*>(g.cloud.bytes.data());
         const size_t count = g.cloud.bytes.size() / 12;
         std::string path = base + "cloud.pcd";
+        std::remove(path.c_str());
         savePointCloudWithPcdFormat(path.c_str(), const_cast<float*>(points), count * 3);
-        written.push_back(path);
+        struct stat st{};
+        keep(stat(path.c_str(), &st) == 0 && st.st_size > 0, path, "cannot create " + path, written, error);
 
         // Depth in the colour camera's grid: each cloud point has a colour pixel. The packed
         // cloud lists the valid depth pixels (1..5000 mm) in raster order.

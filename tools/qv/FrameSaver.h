@@ -27,6 +27,7 @@ struct SavedGroup {
 class FrameSaver {
 public:
     static SavedGroup copy(const CAM_DATA& data);
+    static FrameCopy copy(const CAM_FRAME& frame);
     // Writes the files of a group under dir with the given prefix; returns the paths
     // written; error holds the first failure. depthAligned: the depth image is in the
     // colour camera's grid, so the cloud can carry colour.

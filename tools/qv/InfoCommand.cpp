@@ -58,18 +58,9 @@ int InfoCommand::run(const std::vector<std::string>& args)
         return 2;
     }
     CameraCatalog catalog;
-    std::vector<CameraEntry*> selected;
-    if (!catalog.load(error) || !catalog.select(options, selected, error)) {
-        std::fprintf(Console::err(), "qv info: %s\n", error.c_str());
-        return 1;
-    }
-    if (selected.size() > 1) {
-        std::fprintf(Console::err(),
-                     "qv info: %zu cameras are attached: choose one with --index, --serial or --bus/--port-path\n",
-                     selected.size());
-        return 2;
-    }
-    CameraEntry& c = *selected[0];
+    CameraEntry* selected = nullptr;
+    if (const int status = catalog.selectOne(options, "info", selected)) return status;
+    CameraEntry& c = *selected;
     FILE* out = Console::out();
     std::fprintf(out, "Camera %d: %s (%s = %d)\n", c.index, CameraCatalog::modelName(c.model),
                  CameraCatalog::modelEnumName(c.model), static_cast<int>(c.model));
@@ -93,7 +84,12 @@ int InfoCommand::run(const std::vector<std::string>& args)
     printModes(out, "depth", c.handle, MEDIA_TYPE_DEPTH);
     printModes(out, "color", c.handle, MEDIA_TYPE_RGB);
     STREAM_PARAM_S current[3] = {};
-    if (QV_SDK_GetStreamParam(c.handle, current) == 0) {
+    const bool haveCurrent = QV_SDK_GetStreamParam(c.handle, current) == 0;
+    if (c.model == CAMERA_MODEL_FL30C && haveCurrent)
+        // The Fl30c has one infrared mode: it sends depth and infrared in turn at twice the rate.
+        std::fprintf(out, "  ir     modes      %ux%u @ %u fps (fixed; depth and infrared in turn)\n", current[2].width,
+                     current[2].height, current[2].fps);
+    if (haveCurrent) {
         const char* names[3] = {"color", "depth", "ir"};
         for (int i = 0; i < 3; ++i)
             std::fprintf(out, "  %-6s now        %ux%u @ %u fps\n", names[i], current[i].width, current[i].height,

@@ -1,6 +1,8 @@
 #include "Options.h"
 
+#include <cctype>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 
 namespace qv {
@@ -48,10 +50,13 @@ std::string Options::get(const std::string& name, const std::string& fallback) c
 
 bool Options::toInt(const std::string& text, long lo, long hi, long& value)
 {
-    if (text.empty()) return false;
+    // Decimal, or hexadecimal with 0x; a leading zero does not make it octal ("010" is ten).
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const size_t digits = hex ? 2 : (!text.empty() && (text[0] == '-' || text[0] == '+')) ? 1 : 0;
+    if (text.size() <= digits || !std::isxdigit(static_cast<unsigned char>(text[digits]))) return false;
     char* end = nullptr;
     errno = 0;
-    const long v = std::strtol(text.c_str(), &end, 0);
+    const long v = std::strtol(text.c_str(), &end, hex ? 16 : 10);
     if (errno != 0 || *end != '\0' || v < lo || v > hi) return false;
     value = v;
     return true;
@@ -59,10 +64,10 @@ bool Options::toInt(const std::string& text, long lo, long hi, long& value)
 
 bool Options::toDouble(const std::string& text, double& value)
 {
-    if (text.empty()) return false;
+    if (text.empty() || !(std::isdigit(static_cast<unsigned char>(text[0])) || text[0] == '.')) return false;
     char* end = nullptr;
     const double v = std::strtod(text.c_str(), &end);
-    if (*end != '\0' || !(v >= 0)) return false;
+    if (*end != '\0' || !std::isfinite(v) || v < 0) return false;
     value = v;
     return true;
 }

@@ -19,7 +19,8 @@ public:
     std::string get(const std::string& name, const std::string& fallback = "") const;
     const std::vector<std::string>& positionals() const { return m_positionals; }
 
-    // Whole numbers only; false with a message when the text is not one or out of [lo, hi].
+    // Whole numbers only (decimal, or hexadecimal after 0x); false when the text is not one
+    // or is outside [lo, hi].
     static bool toInt(const std::string& text, long lo, long hi, long& value);
     static bool toDouble(const std::string& text, double& value);
     // "640x480@30" (the "@fps" part is optional; fps then stays as it is).

@@ -44,18 +44,9 @@ const IntSetting* findInt(const std::string& name)
 int withCamera(const Options& options, const char* command, const std::function<int(CameraEntry&)>& op)
 {
     CameraCatalog catalog;
-    std::string error;
-    std::vector<CameraEntry*> selected;
-    if (!catalog.load(error) || !catalog.select(options, selected, error)) {
-        std::fprintf(Console::err(), "qv %s: %s\n", command, error.c_str());
-        return 1;
-    }
-    if (selected.size() > 1) {
-        std::fprintf(Console::err(), "qv %s: %zu cameras are attached: choose one with --index, --serial or --bus/--port-path\n",
-                     command, selected.size());
-        return 2;
-    }
-    CameraEntry& camera = *selected[0];
+    CameraEntry* selected = nullptr;
+    if (const int status = catalog.selectOne(options, command, selected)) return status;
+    CameraEntry& camera = *selected;
     if (camera.model != CAMERA_MODEL_FL30C) {
         std::fprintf(Console::err(), "qv %s: camera %d is a %s; these settings belong to the Fl30c\n", command,
                      camera.index, CameraCatalog::modelName(camera.model));

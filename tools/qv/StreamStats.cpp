@@ -10,6 +10,12 @@ const char* StreamStats::streamName(int stream)
     return stream >= 0 && stream < kStreams ? names[stream] : "?";
 }
 
+int StreamStats::maskBit(int stream)
+{
+    static const int bits[kStreams] = {QV_MEDIA_DEPTH, QV_MEDIA_RGB, QV_MEDIA_IR, QV_MEDIA_POINTCLOUD, QV_MEDIA_RAW_MJPEG};
+    return stream >= 0 && stream < kStreams ? bits[stream] : 0;
+}
+
 int StreamStats::slotOf(int stream)
 {
     return stream == 4 ? static_cast<int>(CAM_DATA_SLOT_FL30C_EXTRA) : stream;

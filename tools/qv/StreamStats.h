@@ -16,6 +16,8 @@ class StreamStats {
 public:
     static constexpr int kStreams = 5;  // depth, colour, infrared, point cloud, raw MJPEG
     static const char* streamName(int stream);
+    // The media-mask bit of a stream.
+    static int maskBit(int stream);
 
     explicit StreamStats(int clockType) : m_clockType(clockType) {}
 

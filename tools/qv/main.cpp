@@ -64,6 +64,12 @@ int main(int argc, char** argv)
     const std::string command = args.front();
     args.erase(args.begin());
     if (command == "help" || command == "--help" || command == "-h") return usage(stdout);
+    const bool known = command == "list" || command == "info" || command == "stream" || command == "set" ||
+                       command == "get";
+    if (!known) {
+        std::fprintf(stderr, "qv: unknown command \"%s\"\n", command.c_str());
+        return usage(stderr);
+    }
     for (const std::string& a : args)
         if (a == "--help" || a == "-h") {
             if (command == "stream") {
@@ -105,7 +111,5 @@ int main(int argc, char** argv)
     if (command == "info") return qv::InfoCommand::run(args);
     if (command == "stream") return qv::StreamCommand::run(args);
     if (command == "set") return qv::SettingsCommand::runSet(args);
-    if (command == "get") return qv::SettingsCommand::runGet(args);
-    std::fprintf(stderr, "qv: unknown command \"%s\"\n", command.c_str());
-    return usage(stderr);
+    return qv::SettingsCommand::runGet(args);
 }

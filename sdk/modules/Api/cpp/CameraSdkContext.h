@@ -3,6 +3,7 @@
 
 #include <list>
 #include <mutex>
+#include <string>
 #include <string_view>
 
 #include "Logger.h"
@@ -58,6 +59,18 @@ int requireOpen(const CAMERA_HANDLE_S* record, const CallSite& site, const char*
 // Called from a catch block: logs the escaping exception once and gives -1, so that
 // nothing is thrown across the exported interface (locks are RAII-held and released).
 int unexpectedFailure(const CallSite& site) noexcept;
+
+// Copies min(text length, capacity) bytes into buffer; the text is terminated only when
+// it is shorter than the capacity.
+void copyText(const std::string& text, char* buffer, int capacity);
+
+// The driver of an open camera for a model-specific call: the camera-handle lookup
+// (failure: "get camera handle fail.", -1), then the handle mutex, held in lock
+// (a camera closed meanwhile: "please open camera first", -101).
+int lockOpenDriver(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock, ICameraOps*& driver);
+
+// The model of a camera for a model-specific call (failure: "get camera model fail.", -1).
+int requireModel(void* handle, const CallSite& site, CAMERA_MODEL_E& model);
 
 // Validation steps 1-4, then op(record) under the handle mutex.
 template <typename Op>

@@ -16,18 +16,10 @@ namespace {
 int withFl30c(void* handle, const CallSite& site, const std::function<int(XuCmdCameraFl30c&)>& op)
 {
     try {
+        std::unique_lock<std::mutex> lock;
         ICameraOps* driver = nullptr;
-        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
-            logAt("ERROR", site, "get camera handle fail.");
-            return -1;
-        }
-        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
-        ICameraOps* current = static_cast<CAMERA_HANDLE_S*>(handle)->driver;
-        if (current == nullptr) {
-            logAt("ERROR", site, "please open camera first");
-            return -101;
-        }
-        auto* fl30c = dynamic_cast<CameraFl30c*>(current);
+        if (int ret = lockOpenDriver(handle, site, lock, driver); ret != 0) return ret;
+        auto* fl30c = dynamic_cast<CameraFl30c*>(driver);
         if (fl30c == nullptr) {
             logAt("ERROR", site, "This camera is not FL30C camera and does not support this interface !");
             return -2;
@@ -54,9 +46,7 @@ int QV_FL30C_GetHimaxVersion(void* handle, char* buffer, int capacity)
             logAt("ERROR", site, "get Himax version fail.");
             return ret;
         }
-        const size_t n = std::min(version.size(), static_cast<size_t>(std::max(capacity, 0)));
-        std::memcpy(buffer, version.data(), n);
-        if (n < static_cast<size_t>(std::max(capacity, 0))) buffer[n] = '\0';
+        copyText(version, buffer, capacity);
         return 0;
     });
 }

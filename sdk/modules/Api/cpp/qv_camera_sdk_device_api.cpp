@@ -25,14 +25,6 @@ ICommand* commandOf(ICameraOps& driver, const CallSite& site)
     return command;
 }
 
-// Copies min(text length, capacity) bytes; no terminator is added when the text fills the buffer.
-void copyText(const std::string& text, char* buffer, int capacity)
-{
-    const size_t n = std::min(text.size(), static_cast<size_t>(std::max(capacity, 0)));
-    std::memcpy(buffer, text.data(), n);
-    if (n < static_cast<size_t>(std::max(capacity, 0))) buffer[n] = '\0';
-}
-
 bool checkBuffer(const void* buffer, const CallSite& site)
 {
     if (buffer != nullptr) return true;
@@ -235,40 +227,37 @@ int QV_SDK_SetSerialNumber(void* handle, const char* serial, int length)
     });
 }
 
-int QV_SDK_GetFwVersion(void* handle, char* buffer, int capacity)
+namespace {
+
+// A text answer of the command object copied into the caller's buffer.
+int commandText(void* handle, const CallSite& site, char* buffer, int capacity, int (ICommand::*get)(std::string&),
+                const char* failure)
 {
-    const CallSite site = QV_CALL_SITE;
     return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
         if (!checkBuffer(buffer, site)) return -1;
         ICommand* command = commandOf(d, site);
         if (command == nullptr) return -1;
-        std::string version;
-        const int ret = command->getFwVersion(version);
+        std::string text;
+        const int ret = (command->*get)(text);
         if (ret < 0) {
-            logAt("ERROR", site, "get fw version fail.");
+            logAt("ERROR", site, failure);
             return ret;
         }
-        copyText(version, buffer, capacity);
+        copyText(text, buffer, capacity);
         return ret;
     });
 }
 
+}  // namespace
+
+int QV_SDK_GetFwVersion(void* handle, char* buffer, int capacity)
+{
+    return commandText(handle, QV_CALL_SITE, buffer, capacity, &ICommand::getFwVersion, "get fw version fail.");
+}
+
 int QV_SDK_GetHimaxVersion(void* handle, char* buffer, int capacity)
 {
-    const CallSite site = QV_CALL_SITE;
-    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
-        if (!checkBuffer(buffer, site)) return -1;
-        ICommand* command = commandOf(d, site);
-        if (command == nullptr) return -1;
-        std::string version;
-        const int ret = command->getHimaxVersion(version);
-        if (ret < 0) {
-            logAt("ERROR", site, "get Himax version fail.");
-            return ret;
-        }
-        copyText(version, buffer, capacity);
-        return ret;
-    });
+    return commandText(handle, QV_CALL_SITE, buffer, capacity, &ICommand::getHimaxVersion, "get Himax version fail.");
 }
 
 int QV_SDK_GetStreamType(void*, int*)
@@ -372,120 +361,130 @@ int QV_SDK_ReadPrivateData(void* handle, void* data, int size, int offset)
     });
 }
 
+void copyText(const std::string& text, char* buffer, int capacity)
+{
+    const size_t room = static_cast<size_t>(std::max(capacity, 0));
+    const size_t n = std::min(text.size(), room);
+    std::memcpy(buffer, text.data(), n);
+    if (n < room) buffer[n] = '\0';
+}
+
+int lockOpenDriver(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock, ICameraOps*& driver)
+{
+    ICameraOps* listed = nullptr;
+    if (QV_SDK_GetCameraHandle(handle, listed, nullptr) != 0) {
+        logAt("ERROR", site, "get camera handle fail.");
+        return -1;
+    }
+    lock = std::unique_lock<std::mutex>(*GetCameraLock(handle));
+    driver = static_cast<CAMERA_HANDLE_S*>(handle)->driver;  // read again: it may have closed meanwhile
+    if (driver == nullptr) {
+        logAt("ERROR", site, "please open camera first");
+        return -101;
+    }
+    return 0;
+}
+
+int requireModel(void* handle, const CallSite& site, CAMERA_MODEL_E& model)
+{
+    if (QV_SDK_GetCameraModel(handle, model) != 0) {
+        logAt("ERROR", site, "get camera model fail.");
+        return -1;
+    }
+    return 0;
+}
+
 int QV_SDK_GetCamParameterSet(void* handle, CAM_Parameter_Set& set)
 {
+    const CallSite site = QV_CALL_SITE;
     try {
+        std::unique_lock<std::mutex> lock;
         ICameraOps* driver = nullptr;
-        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
-            QV_LOGE("get camera handle fail.");
-            return -1;
-        }
-        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
-        auto* pellam = dynamic_cast<CameraPellam*>(static_cast<CAMERA_HANDLE_S*>(handle)->driver);
+        if (int ret = lockOpenDriver(handle, site, lock, driver); ret != 0) return ret;
+        auto* pellam = dynamic_cast<CameraPellam*>(driver);
         const int ret = pellam != nullptr ? pellam->getCameraParameterSet(set) : -2;
         if (ret < 0) QV_LOGE("get Camera parameter Set failed, ret ", ret);
         return ret;
     } catch (...) {
-        return unexpectedFailure(QV_CALL_SITE);
+        return unexpectedFailure(site);
     }
 }
 
 int QV_SDK_GetOriginalCamParameter(void* handle, CAM_Parameter* parameter)
 {
+    const CallSite site = QV_CALL_SITE;
     try {
         CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
-        if (QV_SDK_GetCameraModel(handle, model) != 0) {
-            QV_LOGE("get camera model fail.");
-            return -1;
-        }
+        if (requireModel(handle, site, model) != 0) return -1;
+        std::unique_lock<std::mutex> lock;
         ICameraOps* driver = nullptr;
-        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
-            QV_LOGE("get camera handle fail.");
-            return -1;
-        }
+        if (int ret = lockOpenDriver(handle, site, lock, driver); ret != 0) return ret;
         if (model < CAMERA_MODEL_GM80 || model > CAMERA_MODEL_FL30V) {
             QV_LOGE("not support to get original camera param.");
             return -2;
         }
-        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
-        ICameraOps* current = static_cast<CAMERA_HANDLE_S*>(handle)->driver;
-        auto* solen = current != nullptr ? dynamic_cast<SolenCommonCtrl*>(current->cmd()) : nullptr;
+        auto* solen = dynamic_cast<SolenCommonCtrl*>(driver->cmd());
         const int ret = solen != nullptr ? solen->getOriCamParam(parameter) : -1;
         if (ret < 0) QV_LOGE("get original camera param fail.");
         return ret;
     } catch (...) {
-        return unexpectedFailure(QV_CALL_SITE);
+        return unexpectedFailure(site);
     }
 }
 
+namespace {
+
+// A Selvar A's driver, locked; -2 with the model's message for any other camera.
+int lockSelvarA(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock, ICameraOps*& driver)
+{
+    CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
+    if (requireModel(handle, site, model) != 0) return -1;
+    if (model != CAMERA_MODEL_SELVAR_A) {
+        logAt("ERROR", site, kNotSelvarA);
+        return -2;
+    }
+    return lockOpenDriver(handle, site, lock, driver);
+}
+
+}  // namespace
+
 int QV_SDK_RegisterMergeFrameCallback(void* handle, MERGE_CALLBACK_S* callback)
 {
+    const CallSite site = QV_CALL_SITE;
     try {
-        CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
-        if (QV_SDK_GetCameraModel(handle, model) != 0) {
-            QV_LOGE("get camera model fail.");
-            return -1;
-        }
-        if (model != CAMERA_MODEL_SELVAR_A) {
-            QV_LOGE(kNotSelvarA);
-            return -2;
-        }
+        std::unique_lock<std::mutex> lock;
         ICameraOps* driver = nullptr;
-        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
-            QV_LOGE("get camera handle fail.");
-            return -1;
-        }
-        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
-        auto* selvar = dynamic_cast<CameraSelvarA*>(static_cast<CAMERA_HANDLE_S*>(handle)->driver);
+        if (int ret = lockSelvarA(handle, site, lock, driver); ret != 0) return ret;
+        auto* selvar = dynamic_cast<CameraSelvarA*>(driver);
         const int ret = selvar != nullptr ? selvar->registerMergeDataCallback(callback) : -1;
         if (ret < 0) QV_LOGE("register Merge Data Callback fail.");
         return ret;
     } catch (...) {
-        return unexpectedFailure(QV_CALL_SITE);
+        return unexpectedFailure(site);
     }
 }
 
 int QV_SDK_PaeseImage(void* handle, CAM_FRAME& in, CAM_FRAME& first, CAM_FRAME& second)
 {
+    const CallSite site = QV_CALL_SITE;
     try {
-        CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
-        if (QV_SDK_GetCameraModel(handle, model) != 0) {
-            QV_LOGE("get camera model fail.");
-            return -1;
-        }
-        if (model != CAMERA_MODEL_SELVAR_A) {
-            QV_LOGE(kNotSelvarA);
-            return -2;
-        }
+        std::unique_lock<std::mutex> lock;
         ICameraOps* driver = nullptr;
-        if (QV_SDK_GetCameraHandle(handle, driver, nullptr) != 0) {
-            QV_LOGE("get camera handle fail.");
-            return -1;
-        }
-        std::lock_guard<std::mutex> lock(*GetCameraLock(handle));
-        ICameraOps* current = static_cast<CAMERA_HANDLE_S*>(handle)->driver;
-        if (current == nullptr) {
-            QV_LOGE("please open camera first");
-            return -101;
-        }
-        auto* selvar = dynamic_cast<CameraSelvarA*>(current);
+        if (int ret = lockSelvarA(handle, site, lock, driver); ret != 0) return ret;
+        auto* selvar = dynamic_cast<CameraSelvarA*>(driver);
         const int streams = selvar != nullptr ? selvar->getStreamType() : 0;
         std::memset(&first, 0, sizeof first);
         std::memset(&second, 0, sizeof second);
         const int both = CameraSelvarA::kStreamFirstImage | CameraSelvarA::kStreamSecondImage;
-        if ((streams & both) != both) {
-            first = in;
-            return -1;
-        }
         first = in;
+        if ((streams & both) != both) return -1;
+        // Two images side by side: the second keeps the start, the first begins half-way.
         second = in;
         first.data = in.data ? in.data + in.size / 2 : nullptr;
-        first.width = in.width / 2;
-        second.width = in.width / 2;
-        first.size = in.size / 2;
-        second.size = in.size / 2;
+        first.width = second.width = in.width / 2;
+        first.size = second.size = in.size / 2;
         return 0;
     } catch (...) {
-        return unexpectedFailure(QV_CALL_SITE);
+        return unexpectedFailure(site);
     }
 }

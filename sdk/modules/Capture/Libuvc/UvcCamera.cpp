@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "Logger.h"
 #include "UsbControlRequest.h"
@@ -55,14 +56,6 @@ UvcCamera::~UvcCamera()
     if (m_device != nullptr) uvc_unref_device(m_device);
     // uvc_exit would close the abandoned handle, and hang with it.
     if (m_context != nullptr && !m_abandoned) uvc_exit(m_context);
-    delete m_delivery;  // null when an abandoned session keeps it
-}
-
-void UvcCamera::closeDelivery()
-{
-    if (m_delivery == nullptr) return;
-    std::lock_guard<std::recursive_mutex> lock(m_delivery->mutex);  // a frame being handed on ends first
-    m_delivery->open = false;
 }
 
 bool UvcCamera::deviceGone() const
@@ -79,10 +72,8 @@ bool UvcCamera::deviceGone() const
 void UvcCamera::abandonSession()
 {
     QV_LOGW("the camera was unplugged: its USB session is kept until the process ends");
-    // libuvc's callback thread lives on and may still hold a frame: it finds the delivery
-    // closed, and the delivery stays with the session.
-    closeDelivery();
-    m_delivery = nullptr;
+    closeGate();
+    (void)m_gate.release();  // libuvc's callback thread may still look at it: it stays with the session
     m_abandoned = true;
     m_handle = nullptr;
     m_streaming = false;
@@ -146,7 +137,6 @@ int UvcCamera::close()
     if (m_handle != nullptr) {
         if (m_streaming) {
             uvc_stop_streaming(m_handle);
-            closeDelivery();
             m_streaming = false;
         }
         uvc_close(m_handle);
@@ -166,11 +156,7 @@ int UvcCamera::start(video_cfg const& cfg)
         QV_LOGE("the camera not opened");
         return -1;
     }
-    {
-        std::lock_guard<std::recursive_mutex> lock(m_delivery->mutex);
-        m_delivery->cfg = cfg;
-        m_delivery->open = true;
-    }
+    m_cfg = cfg;
     static constexpr uvc_frame_format kFormats[5] = {UVC_FRAME_FORMAT_YUYV, UVC_FRAME_FORMAT_MJPEG,
                                                      UVC_FRAME_FORMAT_MJPEG, UVC_FRAME_FORMAT_MJPEG,
                                                      UVC_FRAME_FORMAT_MJPEG};
@@ -180,12 +166,11 @@ int UvcCamera::start(video_cfg const& cfg)
     if (negotiated < 0) {
         QV_LOGE("get_mode error, device doesn't provide a matching stream, ret:", static_cast<int>(negotiated),
                 ", frame_format ", static_cast<int>(format), ", cfg.width ", cfg.width, ", cfg.height ", cfg.height);
-        closeDelivery();
         return negotiated;
     }
-    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_delivery, 0);
+    m_gate = std::make_unique<FrameGate>(this);
+    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_gate.get(), 0);
     if (ret != UVC_SUCCESS) {
-        closeDelivery();
         QV_LOGE("uvc_start_streaming:", uvc_strerror(ret));
         return -3;
     }
@@ -205,17 +190,37 @@ int UvcCamera::stop()
     }
     // Returns once libuvc's streaming thread has delivered its last frame.
     uvc_stop_streaming(m_handle);
-    closeDelivery();
     m_streaming = false;
     return 0;
 }
 
+namespace {
+thread_local bool t_inFrameCallback = false;
+}
+
 void UvcCamera::image_callback(uvc_frame* frame, void* user)
 {
-    auto* delivery = static_cast<Delivery*>(user);
-    std::lock_guard<std::recursive_mutex> lock(delivery->mutex);
-    if (!delivery->open) return;  // stopped, or the device left and its session was abandoned
-    const video_cfg& cfg = delivery->cfg;
+    auto* gate = static_cast<FrameGate*>(user);
+    ++gate->inFlight;  // counted before the check, so closeGate never misses a frame in flight
+    if (gate->open) {
+        t_inFrameCallback = true;
+        gate->camera->deliver(frame);
+        t_inFrameCallback = false;
+    }
+    --gate->inFlight;
+}
+
+void UvcCamera::closeGate()
+{
+    if (!m_gate) return;
+    m_gate->open = false;
+    if (t_inFrameCallback) return;  // stopped from inside a frame: that frame finishes by itself
+    while (m_gate->inFlight > 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+}
+
+void UvcCamera::deliver(uvc_frame* frame)
+{
+    const video_cfg& cfg = m_cfg;
     uint64_t nanoseconds = 0;
     if (cfg.timestampType != 0)
         nanoseconds = static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(

@@ -4,7 +4,8 @@
 
 #include <libuvc/libuvc.h>
 
-#include <mutex>
+#include <atomic>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -35,31 +36,34 @@ public:
     const std::vector<int>& portPath() const { return m_portPath; }
 
 private:
+    // What libuvc's callback thread holds on to. Closing it guarantees that no frame
+    // reaches the driver any more, even when libuvc's session cannot be stopped.
+    struct FrameGate {
+        explicit FrameGate(UvcCamera* owner) : camera(owner) {}
+        UvcCamera* camera;
+        std::atomic<bool> open{true};
+        std::atomic<int> inFlight{0};
+    };
+
+    void deliver(uvc_frame* frame);
+    // Closes the gate and waits for a frame being delivered (unless called from inside one).
+    void closeGate();
     void readPortInfo(int bus, int address);
     // True once libusb knows the device has left (it was unplugged).
     bool deviceGone() const;
     // Leaves an unplugged device's libuvc session alone: see abandonSession() in the source.
     void abandonSession();
 
-    // What libuvc's callback thread reaches (its user pointer): the stream's configuration
-    // and whether frames may still be handed on. Closing it waits for a frame being handed
-    // on. An abandoned session keeps it, as libuvc keeps its address.
-    struct Delivery {
-        std::recursive_mutex mutex;  // recursive: a callback may stop its own stream
-        video_cfg cfg;
-        bool open = false;
-    };
-    void closeDelivery();
-
-    Delivery* m_delivery = new Delivery;  // owned, unless left to an abandoned session
     uvc_context_t* m_context = nullptr;
     uvc_device_t* m_device = nullptr;
     uvc_device_handle_t* m_handle = nullptr;
     uint8_t m_port = 0;
     std::vector<int> m_portPath;
+    video_cfg m_cfg;
     uvc_stream_ctrl_t m_ctrl{};
     std::string m_serial;
     bool m_readSerial = false;
     bool m_streaming = false;
     bool m_abandoned = false;  // the session of an unplugged device is never torn down
+    std::unique_ptr<FrameGate> m_gate;
 };

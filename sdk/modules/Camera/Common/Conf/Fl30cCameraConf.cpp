@@ -4,15 +4,10 @@
 
 #include "CameraConfLoader.h"
 #include "ConfRecordParser.h"
+#include "DepthProcessConfig.h"
 #include "Logger.h"
 
 namespace orrindale::sdk::Fl30c {
-
-namespace {
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-constexpr int32_t kInt16Min = std::numeric_limits<int16_t>::min();
-constexpr int32_t kInt16Max = std::numeric_limits<int16_t>::max();
-}  // namespace
 
 int CameraConf::parseConfigParmeter(char const* text, std::string const& moduleName, void* out)
 {
@@ -21,7 +16,7 @@ int CameraConf::parseConfigParmeter(char const* text, std::string const& moduleN
 
 std::vector<ConfKey> CameraConf::keys(fl30c_config_para& r)
 {
-    return {
+    std::vector<ConfKey> keys = {
         ConfKey::flag({"Camera", "enable"}, r.settingsEnable),
         ConfKey::integer({"Camera", "AE"}, r.aeMode, 0),
         ConfKey::integer({"Camera", "T"}, r.lightingTime, 0),
@@ -33,18 +28,9 @@ std::vector<ConfKey> CameraConf::keys(fl30c_config_para& r)
         ConfKey::flag({"Camera", "TDC"}, r.tdc),
         ConfKey::oneOf({"Image", "rotate"}, r.rotate, {0, 90, 180, 270}),
         ConfKey::flag({"Image", "mirror"}, r.mirror),
-        ConfKey::flag({"DepthProcess", "Denoise", "enable"}, r.denoiseEnable),
-        ConfKey::integer({"DepthProcess", "Denoise", "depth_width"}, r.denoiseWidth, 0, 65535),
-        ConfKey::integer({"DepthProcess", "Denoise", "depth_height"}, r.denoiseHeight, 0, 65535),
-        ConfKey::integer({"DepthProcess", "Denoise", "factor"}, r.denoiseFactor, 1, kMax),
-        ConfKey::integer({"DepthProcess", "Denoise", "newVal"}, r.newVal, kInt16Min, kInt16Max),
-        ConfKey::integer({"DepthProcess", "Denoise", "maxSpeckleSize"}, r.maxSpeckleSize, 0, kMax),
-        ConfKey::integer({"DepthProcess", "Denoise", "maxDiff"}, r.maxDiff, 0, kInt16Max),
-        ConfKey::integer({"DepthProcess", "Denoise", "max_th"}, r.maxTh),
-        ConfKey::flag({"DepthProcess", "MedianFilter", "enable"}, r.medianFilterEnable),
-        ConfKey::flag({"DepthProcess", "Registration", "enable"}, r.registrationEnable),
-        ConfKey::flag({"PointCloudProcess", "pcl_organized", "enable"}, r.pclOrganized),
     };
+    appendDepthProcessKeys(keys, r);
+    return keys;
 }
 
 int getConfigurationParameters(char const* path, fl30c_config_para& settings)

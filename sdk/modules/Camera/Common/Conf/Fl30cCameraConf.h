@@ -5,13 +5,15 @@
 #include <vector>
 
 #include "CameraConf.h"
+#include "DepthProcessConfig.h"
 #include "ConfKey.h"
 
 namespace orrindale::sdk::Fl30c {
 
-// Fields in the order of the document's keys. The default-initialised record is the driver's
+// The camera's own keys, in the document's order; the depth-process keys come with
+// depth_process_para. The default-initialised record is the driver's
 // built-in configuration.
-struct fl30c_config_para {
+struct fl30c_config_para : depth_process_para {
     bool settingsEnable = false;   // "Camera"/"enable": apply the camera settings below at open
     int32_t aeMode = 0;            // "Camera"/"AE"
     int32_t lightingTime = 0;      // "Camera"/"T"
@@ -23,17 +25,6 @@ struct fl30c_config_para {
     bool tdc = false;              // "Camera"/"TDC": temperature-drift compensation
     int32_t rotate = 0;            // "Image"/"rotate": 0, 90, 180 or 270 degrees
     bool mirror = false;           // "Image"/"mirror"
-    bool denoiseEnable = false;    // "DepthProcess"/"Denoise"/"enable"
-    int32_t denoiseWidth = 0;      // "DepthProcess"/"Denoise"/"depth_width"
-    int32_t denoiseHeight = 0;     // "DepthProcess"/"Denoise"/"depth_height"
-    int32_t denoiseFactor = 1;     // "DepthProcess"/"Denoise"/"factor"
-    int32_t newVal = 0;            // "DepthProcess"/"Denoise"/"newVal"
-    int32_t maxSpeckleSize = 0;    // "DepthProcess"/"Denoise"/"maxSpeckleSize"
-    int32_t maxDiff = 0;           // "DepthProcess"/"Denoise"/"maxDiff"
-    int32_t maxTh = 0;             // "DepthProcess"/"Denoise"/"max_th"
-    bool medianFilterEnable = false;  // "DepthProcess"/"MedianFilter"/"enable"
-    bool registrationEnable = false;  // "DepthProcess"/"Registration"/"enable": align depth to colour
-    bool pclOrganized = false;        // "PointCloudProcess"/"pcl_organized"/"enable"
 };
 
 class CameraConf : public orrindale::sdk::CameraConf {

@@ -8,6 +8,7 @@
 #include "ConfContainer.h"
 #include "ConfFileKind.h"
 #include "ConfJsonDocument.h"
+#include "DepthProcessConfig.h"
 #include "Logger.h"
 
 namespace orrindale::sdk::Solen {
@@ -18,9 +19,6 @@ namespace {
 const unsigned char key[AesCbc256::kKeySize] = {ORR_CONF_AES_KEY_BYTES};
 const unsigned char iv[AesCbc256::kIvSize] = {ORR_CONF_AES_IV_BYTES};
 
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-constexpr int32_t kInt16Min = std::numeric_limits<int16_t>::min();
-constexpr int32_t kInt16Max = std::numeric_limits<int16_t>::max();
 
 }  // namespace
 
@@ -58,25 +56,18 @@ int parseConfigText(char const* text, std::string const& moduleName, solen_confi
 
 std::vector<ConfKey> configKeys(solen_config_para& r)
 {
-    return {
+    std::vector<ConfKey> keys = {
         ConfKey::integer({"Camera", "SD"}, r.sdLevel, 0),
         ConfKey::integer({"Camera", "TD"}, r.tdLevel, 0),
         ConfKey::integer({"Camera", "Gain"}, r.gain, 0),
-        ConfKey::flag({"DepthProcess", "Denoise", "enable"}, r.denoiseEnable),
-        ConfKey::integer({"DepthProcess", "Denoise", "depth_width"}, r.denoiseWidth, 0, 65535),
-        ConfKey::integer({"DepthProcess", "Denoise", "depth_height"}, r.denoiseHeight, 0, 65535),
-        ConfKey::integer({"DepthProcess", "Denoise", "factor"}, r.denoiseFactor, 1, kMax),
-        ConfKey::integer({"DepthProcess", "Denoise", "newVal"}, r.newVal, kInt16Min, kInt16Max),
-        ConfKey::integer({"DepthProcess", "Denoise", "maxSpeckleSize"}, r.maxSpeckleSize, 0, kMax),
-        ConfKey::integer({"DepthProcess", "Denoise", "maxDiff"}, r.maxDiff, 0, kInt16Max),
-        ConfKey::integer({"DepthProcess", "Denoise", "max_th"}, r.maxTh),
-        ConfKey::flag({"DepthProcess", "MedianFilter", "enable"}, r.medianFilterEnable),
-        ConfKey::flag({"DepthProcess", "Registration", "enable"}, r.registrationEnable),
-        ConfKey::flag({"PointCloudProcess", "pcl_organized", "enable"}, r.pclOrganized),
+    };
+    appendDepthProcessKeys(keys, r);
+    keys.insert(keys.end(), {
         ConfKey::integer({"windows"}, r.windows, 0),
         ConfKey::integer({"wborder"}, r.wborder, 0),
         ConfKey::integer({"hborder"}, r.hborder, 0),
-    };
+    });
+    return keys;
 }
 
 }  // namespace orrindale::sdk::Solen

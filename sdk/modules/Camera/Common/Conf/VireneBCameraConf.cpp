@@ -4,15 +4,10 @@
 
 #include "CameraConfLoader.h"
 #include "ConfRecordParser.h"
+#include "DepthProcessConfig.h"
 #include "Logger.h"
 
 namespace orrindale::sdk::VireneB {
-
-namespace {
-constexpr int32_t kMax = std::numeric_limits<int32_t>::max();
-constexpr int32_t kInt16Min = std::numeric_limits<int16_t>::min();
-constexpr int32_t kInt16Max = std::numeric_limits<int16_t>::max();
-}  // namespace
 
 int CameraConf::parseConfigParmeter(char const* text, std::string const& moduleName, void* out)
 {
@@ -22,22 +17,14 @@ int CameraConf::parseConfigParmeter(char const* text, std::string const& moduleN
 std::vector<ConfKey> CameraConf::keys(vireneb_config_para& r)
 {
     auto& d = r.dsense;
-    return {
+    std::vector<ConfKey> keys = {
         ConfKey::flag({"Camera", "enable"}, r.cameraEnable),
         ConfKey::integer({"Camera", "T"}, r.lightingTime, 0),
         ConfKey::integer({"Camera", "P"}, r.currentIntensity, 0),
         ConfKey::integer({"Camera", "Gain"}, r.gain, 0),
-        ConfKey::flag({"DepthProcess", "Denoise", "enable"}, r.denoiseEnable),
-        ConfKey::integer({"DepthProcess", "Denoise", "depth_width"}, r.denoiseWidth, 0, 65535),
-        ConfKey::integer({"DepthProcess", "Denoise", "depth_height"}, r.denoiseHeight, 0, 65535),
-        ConfKey::integer({"DepthProcess", "Denoise", "factor"}, r.denoiseFactor, 1, kMax),
-        ConfKey::integer({"DepthProcess", "Denoise", "newVal"}, r.newVal, kInt16Min, kInt16Max),
-        ConfKey::integer({"DepthProcess", "Denoise", "maxSpeckleSize"}, r.maxSpeckleSize, 0, kMax),
-        ConfKey::integer({"DepthProcess", "Denoise", "maxDiff"}, r.maxDiff, 0, kInt16Max),
-        ConfKey::integer({"DepthProcess", "Denoise", "max_th"}, r.maxTh),
-        ConfKey::flag({"DepthProcess", "MedianFilter", "enable"}, r.medianFilterEnable),
-        ConfKey::flag({"DepthProcess", "Registration", "enable"}, r.registrationEnable),
-        ConfKey::flag({"PointCloudProcess", "pcl_organized", "enable"}, r.pclOrganized),
+    };
+    appendDepthProcessKeys(keys, r);
+    keys.insert(keys.end(), {
         ConfKey::integer({"Dsense", "disparity_number"}, d.disparity_number),
         ConfKey::integer({"Dsense", "disparity_offset"}, d.disparity_offset),
         ConfKey::integer({"Dsense", "rho"}, d.rho),
@@ -75,7 +62,8 @@ std::vector<ConfKey> CameraConf::keys(vireneb_config_para& r)
         ConfKey::integer({"Dsense", "rite_pix_bits"}, d.rite_pix_bits),
         ConfKey::integer({"Dsense", "default_scale_g"}, d.default_scale_g),
         ConfKey::integer({"Dsense", "sad_offset"}, d.sad_offset),
-    };
+    });
+    return keys;
 }
 
 int getConfigurationParameters(char const* path, vireneb_config_para& settings)

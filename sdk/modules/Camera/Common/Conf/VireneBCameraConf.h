@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "CameraConf.h"
+#include "DepthProcessConfig.h"
 #include "ConfKey.h"
 
 namespace orrindale::sdk::VireneB {
@@ -50,23 +51,12 @@ struct vireneb_dsense_para {
     int32_t sad_offset = 0;
 };
 
-// Fields in the order of the document's keys.
-struct vireneb_config_para {
+// The camera's own keys, in the document's order; the depth-process keys come with depth_process_para.
+struct vireneb_config_para : depth_process_para {
     bool cameraEnable = false;    // "Camera"/"enable"
     int32_t lightingTime = 0;     // "Camera"/"T"
     int32_t currentIntensity = 0; // "Camera"/"P"
     int32_t gain = 0;             // "Camera"/"Gain"
-    bool denoiseEnable = false;   // "DepthProcess"/"Denoise"/...
-    int32_t denoiseWidth = 0;
-    int32_t denoiseHeight = 0;
-    int32_t denoiseFactor = 1;
-    int32_t newVal = 0;
-    int32_t maxSpeckleSize = 0;
-    int32_t maxDiff = 0;
-    int32_t maxTh = 0;
-    bool medianFilterEnable = false;  // "DepthProcess"/"MedianFilter"/"enable"
-    bool registrationEnable = false;  // "DepthProcess"/"Registration"/"enable"
-    bool pclOrganized = false;        // "PointCloudProcess"/"pcl_organized"/"enable"
     vireneb_dsense_para dsense;       // "Dsense"
 };
 

@@ -5,12 +5,13 @@
 #include <vector>
 
 #include "CameraConf.h"
+#include "DepthProcessConfig.h"
 #include "ConfKey.h"
 
 namespace orrindale::sdk::Zenta {
 
-// Fields in the order of the document's keys.
-struct zenta_config_para {
+// The camera's own keys, in the document's order; the depth-process keys come with depth_process_para.
+struct zenta_config_para : depth_process_para {
     bool cameraEnable = false;     // "Camera"/"enable": apply the camera settings at open
     int32_t lightingTime = 0;      // "Camera"/"T"
     int32_t currentIntensity = 0;  // "Camera"/"P"
@@ -19,17 +20,6 @@ struct zenta_config_para {
     bool tdc = false;              // "Camera"/"TDC": temperature-drift compensation
     int32_t gain = 0;              // "Camera"/"Gain"
     int32_t decimal = 0;           // "Camera"/"Decimal"
-    bool denoiseEnable = false;    // "DepthProcess"/"Denoise"/...
-    int32_t denoiseWidth = 0;
-    int32_t denoiseHeight = 0;
-    int32_t denoiseFactor = 1;
-    int32_t newVal = 0;
-    int32_t maxSpeckleSize = 0;
-    int32_t maxDiff = 0;
-    int32_t maxTh = 0;
-    bool medianFilterEnable = false;  // "DepthProcess"/"MedianFilter"/"enable"
-    bool registrationEnable = false;  // "DepthProcess"/"Registration"/"enable"
-    bool pclOrganized = false;        // "PointCloudProcess"/"pcl_organized"/"enable"
 };
 
 class CameraConf : public orrindale::sdk::CameraConf {

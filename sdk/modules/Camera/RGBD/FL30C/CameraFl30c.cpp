@@ -268,6 +268,7 @@ int CameraFl30c::getConfigInfo(QV_CONFIG_INFO& info)
     std::strncpy(info.protocolVersion, orrindale::sdk::Fl30c::CameraConf::kProtocolVersion,
                  sizeof info.protocolVersion - 1);
     info.applied = m_configApplied ? 1 : 0;
+    info.depthAligned = m_config.registrationEnable ? 1 : 0;
     return 0;
 }
 

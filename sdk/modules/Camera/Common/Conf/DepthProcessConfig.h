@@ -1,0 +1,29 @@
+// The "DepthProcess" and "PointCloudProcess" settings every RGB-D document carries the
+// same way, and their keys. Each model's record derives from depth_process_para.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "ConfKey.h"
+
+namespace orrindale::sdk {
+
+struct depth_process_para {
+    bool denoiseEnable = false;       // "DepthProcess"/"Denoise"/"enable"
+    int32_t denoiseWidth = 0;         // "DepthProcess"/"Denoise"/"depth_width": resolution the values are for
+    int32_t denoiseHeight = 0;        // "DepthProcess"/"Denoise"/"depth_height"
+    int32_t denoiseFactor = 1;        // "DepthProcess"/"Denoise"/"factor"
+    int32_t newVal = 0;               // "DepthProcess"/"Denoise"/"newVal"
+    int32_t maxSpeckleSize = 0;       // "DepthProcess"/"Denoise"/"maxSpeckleSize"
+    int32_t maxDiff = 0;              // "DepthProcess"/"Denoise"/"maxDiff"
+    int32_t maxTh = 0;                // "DepthProcess"/"Denoise"/"max_th"
+    bool medianFilterEnable = false;  // "DepthProcess"/"MedianFilter"/"enable"
+    bool registrationEnable = false;  // "DepthProcess"/"Registration"/"enable": align depth to colour
+    bool pclOrganized = false;        // "PointCloudProcess"/"pcl_organized"/"enable"
+};
+
+// Appends the keys of these settings, in the documents' order.
+void appendDepthProcessKeys(std::vector<ConfKey>& keys, depth_process_para& r);
+
+}  // namespace orrindale::sdk
