@@ -522,7 +522,7 @@ TEST_F(Fl30cDriverTest, InnerCallbackGetsTheRawImagesOfInfraredTransfers)
     warmUp();
     inner.calls = 0;
 
-    TransferSpec ir;
+    TransferRecipe ir;
     ir.kind = 1;
     const auto irBytes = buildTransfer(ir);
     capture->deliver(frameOf(irBytes, 640, 20));

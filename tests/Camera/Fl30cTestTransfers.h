@@ -103,7 +103,7 @@ inline void putU32(std::vector<uint8_t>& b, size_t at, uint32_t v)
     for (int i = 0; i < 4; ++i) b[at + static_cast<size_t>(i)] = static_cast<uint8_t>(v >> (8 * i));
 }
 
-struct TransferSpec {
+struct TransferRecipe {
     int width = 640;  // transfer width: 640, 320 or 160 (image 640x480, 320x240, 160x120)
     uint8_t kind = 2;
     int mjpegWidth = 640;
@@ -115,25 +115,25 @@ struct TransferSpec {
 };
 
 // The bytes of one transfer, width x rows x 2 long, laid out as the camera sends them.
-inline std::vector<uint8_t> buildTransfer(const TransferSpec& spec = TransferSpec())
+inline std::vector<uint8_t> buildTransfer(const TransferRecipe& recipe = TransferRecipe())
 {
-    const std::vector<uint8_t>& jpeg = spec.jpeg ? *spec.jpeg : cardJpeg(spec.mjpegWidth, spec.mjpegHeight);
-    const int imageW = spec.width, imageH = spec.width * 3 / 4;
-    std::vector<uint8_t> b(static_cast<size_t>(spec.width) * transferRows(spec.width) * 2, 0);
-    std::memcpy(b.data(), &spec.calibration, sizeof spec.calibration);
+    const std::vector<uint8_t>& jpeg = recipe.jpeg ? *recipe.jpeg : cardJpeg(recipe.mjpegWidth, recipe.mjpegHeight);
+    const int imageW = recipe.width, imageH = recipe.width * 3 / 4;
+    std::vector<uint8_t> b(static_cast<size_t>(recipe.width) * transferRows(recipe.width) * 2, 0);
+    std::memcpy(b.data(), &recipe.calibration, sizeof recipe.calibration);
     putU32(b, 1072, static_cast<uint32_t>(jpeg.size()));
     putU32(b, 1133, static_cast<uint32_t>(b.size()));
-    b[1137] = spec.kind;
+    b[1137] = recipe.kind;
     std::memcpy(&b[kHeader], jpeg.data(), jpeg.size());
     uint8_t* image = &b[kHeader + jpeg.size()];
     for (int y = 0; y < imageH; ++y)
         for (int x = 0; x < imageW; ++x) {
             const size_t i = static_cast<size_t>(y) * imageW + x;
-            if (spec.kind == 1) {
+            if (recipe.kind == 1) {
                 image[i] = irAt(x, y);
             } else {
-                const int mm = spec.depthMm ? (*spec.depthMm)[i] : depthMmAt(x, y);
-                const uint16_t raw = static_cast<uint16_t>(mm * 16 + (mm != 0 ? spec.rawFraction : 0));
+                const int mm = recipe.depthMm ? (*recipe.depthMm)[i] : depthMmAt(x, y);
+                const uint16_t raw = static_cast<uint16_t>(mm * 16 + (mm != 0 ? recipe.rawFraction : 0));
                 image[2 * i] = static_cast<uint8_t>(raw);
                 image[2 * i + 1] = static_cast<uint8_t>(raw >> 8);
             }

@@ -161,14 +161,14 @@ TEST_F(Fl30cTransferTest, KindSixIsDepthKindThreeCarriesOnlyColour)
     stream(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_POINTCLOUD | QV_MEDIA_RAW_MJPEG);
     Delivery two, six, three;
     ASSERT_TRUE(deliver(buildTransfer(), 640, 1, two));
-    TransferSpec spec;
-    spec.kind = 6;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 3, six));
+    TransferRecipe recipe;
+    recipe.kind = 6;
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 3, six));
     EXPECT_EQ(six.slot[CAM_DATA_SLOT_DEPTH].bytes, two.slot[CAM_DATA_SLOT_DEPTH].bytes);
     EXPECT_EQ(six.slot[CAM_DATA_SLOT_POINTCLOUD].bytes, two.slot[CAM_DATA_SLOT_POINTCLOUD].bytes);
 
-    spec.kind = 3;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 5, three));
+    recipe.kind = 3;
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 5, three));
     EXPECT_EQ(three.slot[CAM_DATA_SLOT_DEPTH].size, 0u);
     EXPECT_EQ(three.slot[CAM_DATA_SLOT_POINTCLOUD].size, 0u);
     EXPECT_EQ(three.slot[CAM_DATA_SLOT_IR].size, 0u);
@@ -181,9 +181,9 @@ TEST_F(Fl30cTransferTest, KindSixIsDepthKindThreeCarriesOnlyColour)
     EXPECT_EQ(raw.bytes, cardJpeg(640, 480));
 
     // An infrared transfer while infrared is not requested: colour only as well.
-    spec.kind = 1;
+    recipe.kind = 1;
     Delivery one;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 7, one));
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 7, one));
     EXPECT_EQ(one.slot[CAM_DATA_SLOT_DEPTH].size, 0u);
     EXPECT_EQ(one.slot[CAM_DATA_SLOT_IR].size, 0u);
     EXPECT_EQ(one.slot[CAM_DATA_SLOT_RGB].size, 640u * 480 * 3);
@@ -234,10 +234,10 @@ TEST_F(Fl30cTransferTest, DepthIsTheRawWordRoundedToMillimetresAndTheCloudIsItsP
 {
     stream(0);
     for (int fraction : {7, 8}) {
-        TransferSpec spec;
-        spec.rawFraction = fraction;
+        TransferRecipe recipe;
+        recipe.rawFraction = fraction;
         Delivery d;
-        ASSERT_TRUE(deliver(buildTransfer(spec), 640, 9, d));
+        ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 9, d));
         const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
         ASSERT_EQ(depth.width, 640u);
         ASSERT_EQ(depth.height, 480u);
@@ -271,10 +271,10 @@ TEST_F(Fl30cTransferTest, InfraredForcesFullDepthAndIsDeliveredAsSent)
     setMode(MEDIA_TYPE_DEPTH, 320, 240, 15);
     ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR), 0);
     warmUp();
-    TransferSpec spec;
-    spec.kind = 1;
+    TransferRecipe recipe;
+    recipe.kind = 1;
     Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 4, d));
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 4, d));
     const Slot& ir = d.slot[CAM_DATA_SLOT_IR];
     ASSERT_EQ(ir.type, CAM_FRAME_IR);
     ASSERT_EQ(ir.width, 640u);
@@ -294,7 +294,7 @@ TEST_F(Fl30cTransferTest, InfraredForcesFullDepthAndIsDeliveredAsSent)
     EXPECT_EQ(d.slot[CAM_DATA_SLOT_IR].size, 0u);
 
     // An infrared image that does not fit its transfer.
-    auto cut = buildTransfer(spec);
+    auto cut = buildTransfer(recipe);
     cut.resize(kHeader + cardJpeg(640, 480).size() + 640 * 480 - 1);
     putU32(cut, 1133, static_cast<uint32_t>(cut.size()));
     StdoutCapture out;
@@ -321,7 +321,7 @@ TEST_F(Fl30cTransferTest, DepthOfAnotherSizeIsResizedToTheStoredSizeByNearestNei
                      depthMmAt(nearest(x, 640, 320), nearest(y, 480, 240));
     EXPECT_EQ(wrong, 0);
 
-    TransferSpec small;
+    TransferRecipe small;
     small.width = 160;  // 160 x 120 up to 320 x 240
     ASSERT_TRUE(deliver(buildTransfer(small), 160, 2, d));
     depth = d.slot[CAM_DATA_SLOT_DEPTH];
@@ -342,10 +342,10 @@ TEST_F(Fl30cTransferTest, ColourIsDecodedAndResizedByNearestNeighbourToTheReques
     setMode(MEDIA_TYPE_RGB, 640, 480, 15);
     ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
     warmUp();
-    TransferSpec spec;
-    spec.mjpegWidth = 1280, spec.mjpegHeight = 720;
+    TransferRecipe recipe;
+    recipe.mjpegWidth = 1280, recipe.mjpegHeight = 720;
     Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 3, d));
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 3, d));
     const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
     ASSERT_EQ(rgb.width, 640u);
     ASSERT_EQ(rgb.height, 480u);
@@ -417,7 +417,7 @@ TEST_F(Fl30cTransferTest, RotationAndMirrorTurnDepthInfraredAndColour)
                 }
             EXPECT_EQ(wrong, 0) << "colour";
 
-            TransferSpec irSpec;
+            TransferRecipe irSpec;
             irSpec.kind = 1;
             ASSERT_TRUE(deliver(buildTransfer(irSpec), 640, 2, d));
             const Slot& ir = d.slot[CAM_DATA_SLOT_IR];
@@ -439,10 +439,10 @@ TEST_F(Fl30cTransferTest, QuarterTurnsOfWideColourKeepTheCentreBand)
     openWith(fl30cConfig("", R"({"rotate": 90})"));
     ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
     warmUp();
-    TransferSpec spec;
-    spec.mjpegWidth = 1280, spec.mjpegHeight = 720;
+    TransferRecipe recipe;
+    recipe.mjpegWidth = 1280, recipe.mjpegHeight = 720;
     Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 1, d));
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 1, d));
     const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
     ASSERT_EQ(rgb.width, 1280u);
     ASSERT_EQ(rgb.height, 720u);
@@ -465,10 +465,10 @@ TEST_F(Fl30cTransferTest, QuarterTurnToAThreeHundredSixtyRowOutputKeepsTheAspect
     openWith(fl30cConfig("", R"({"rotate": 270})"));
     ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
     warmUp();
-    TransferSpec spec;
-    spec.mjpegWidth = 640, spec.mjpegHeight = 360;
+    TransferRecipe recipe;
+    recipe.mjpegWidth = 640, recipe.mjpegHeight = 360;
     Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 1, d));
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 1, d));
     const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
     ASSERT_EQ(rgb.height, 360u);
     ASSERT_EQ(rgb.width, 202u);  // 360 x 360 / 640, even
@@ -493,11 +493,11 @@ TEST_F(Fl30cTransferTest, ColourImageOfAnOddShapeCannotOverrunTheFrameBuffers)
     ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB), 0);
     warmUp();
     const auto jpeg = encodeJpeg(colourCard(64, 4096), 64, 4096);
-    TransferSpec spec;
-    spec.jpeg = &jpeg;
+    TransferRecipe recipe;
+    recipe.jpeg = &jpeg;
     Delivery d;
     StdoutCapture out;
-    ASSERT_TRUE(deliver(buildTransfer(spec), 640, 1, d));
+    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 1, d));
     EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].size, 0u);
     EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2);
     EXPECT_EQ(countLogLines(out.text(), "WARN", kDriver, "rgbDataProcessing",
@@ -533,9 +533,9 @@ std::string denoiseConfig(int width, int height)
 TEST_F(Fl30cTransferTest, DenoiseScalesTheSpeckleSizeByTheConfiguredMultiple)
 {
     const auto mm = speckledDepth();
-    TransferSpec spec;
-    spec.depthMm = &mm;
-    const auto bytes = buildTransfer(spec);
+    TransferRecipe recipe;
+    recipe.depthMm = &mm;
+    const auto bytes = buildTransfer(recipe);
     struct Case {
         int width, height;
         bool smallGone, largeGone;
@@ -561,9 +561,9 @@ TEST_F(Fl30cTransferTest, DenoiseScalesTheSpeckleSizeByTheConfiguredMultiple)
 TEST_F(Fl30cTransferTest, DenoiseIsSkippedWhenTheConfiguredSizeIsNoMultipleOfTheImage)
 {
     const auto mm = speckledDepth();
-    TransferSpec spec;
-    spec.depthMm = &mm;
-    const auto bytes = buildTransfer(spec);
+    TransferRecipe recipe;
+    recipe.depthMm = &mm;
+    const auto bytes = buildTransfer(recipe);
     for (auto [w, h] : {std::pair<int, int>{1280, 720}, {1000, 750}, {320, 240}}) {
         SCOPED_TRACE(std::to_string(w) + "x" + std::to_string(h));
         makeDriver("FL30C:V1.0.8:H01:20241021");
@@ -608,7 +608,7 @@ TEST_F(Fl30cTransferTest, CalibrationIsTheFirstHeadersAndArrivesWithTheFirstFram
     const CAM_Parameter sent = testCalibration();
     EXPECT_EQ(std::memcmp(&p, &sent, sizeof p), 0);
 
-    TransferSpec other;
+    TransferRecipe other;
     other.calibration.depthFx = 1.f;
     ASSERT_TRUE(deliver(buildTransfer(other), 640, 2, d));
     ASSERT_EQ(driver->getCameraParameter(&p), 0);
