@@ -125,7 +125,7 @@ TEST_F(Fl30cStreamTest, TransfersHaveTheLayoutAndArriveByteExactAtTheCommandedRa
     ASSERT_NE(handle, nullptr);
     Transfers t;
     ASSERT_TRUE(start(handle, t, 640, 642));
-    ASSERT_TRUE(camera->waitForFrames(12, std::chrono::seconds(3)));
+    ASSERT_TRUE(camera->waitForFrames(12, std::chrono::seconds(10)));
     if (kRatesAsserted) {
         EXPECT_NEAR(t.rate(), 15.0, 1.0);  // 15 fps until told otherwise
     }
@@ -201,7 +201,7 @@ TEST_F(Fl30cStreamTest, SmallerTransfersCarryScaledImagesAndIntrinsics)
     ASSERT_NE(handle, nullptr);
     Transfers t;
     ASSERT_TRUE(start(handle, t, 160, 768, 30));
-    ASSERT_TRUE(camera->waitForFrames(2, std::chrono::seconds(3)));
+    ASSERT_TRUE(camera->waitForFrames(2, std::chrono::seconds(10)));
     uvc_stop_streaming(handle);
     std::lock_guard<std::mutex> lock(t.mutex);
     ASSERT_FALSE(t.kept.empty());
@@ -225,7 +225,7 @@ TEST_F(Fl30cStreamTest, StreamModesChooseDepthIrOrBoth)
     ASSERT_EQ(command(handle, 0x20, "2"), 64);  // alternate, depth first
     Transfers t;
     ASSERT_TRUE(start(handle, t, 320, 564, 30));
-    ASSERT_TRUE(camera->waitForFrames(6, std::chrono::seconds(3)));
+    ASSERT_TRUE(camera->waitForFrames(6, std::chrono::seconds(10)));
     uvc_stop_streaming(handle);
     std::lock_guard<std::mutex> lock(t.mutex);
     ASSERT_GE(t.kinds.size(), 4u);
@@ -247,11 +247,11 @@ TEST_F(Fl30cStreamTest, BadTransfersOnDemandThenGoodOnesAgain)
     ASSERT_NE(handle, nullptr);
     Transfers t;
     ASSERT_TRUE(start(handle, t, 160, 768, 15));
-    ASSERT_TRUE(camera->waitForFrames(2, std::chrono::seconds(3)));
+    ASSERT_TRUE(camera->waitForFrames(2, std::chrono::seconds(10)));
     auto spoil = [&](const Fl30cTransferFault& fault) {
         camera->setTransferFault(fault);
         const uint64_t sent = camera->framesSent();
-        EXPECT_TRUE(camera->waitForFrames(sent + 3, std::chrono::seconds(2)));
+        EXPECT_TRUE(camera->waitForFrames(sent + 3, std::chrono::seconds(10)));
     };
     Fl30cTransferFault size;
     size.frameSizeField = 245759;
@@ -272,7 +272,7 @@ TEST_F(Fl30cStreamTest, BadTransfersOnDemandThenGoodOnesAgain)
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     EXPECT_EQ(camera->framesSent(), silent);
     camera->setSilent(false);
-    EXPECT_TRUE(camera->waitForFrames(silent + 2, std::chrono::seconds(2)));
+    EXPECT_TRUE(camera->waitForFrames(silent + 2, std::chrono::seconds(10)));
     uvc_stop_streaming(handle);
 
     std::lock_guard<std::mutex> lock(t.mutex);

@@ -285,7 +285,9 @@ int LIBUSB_CALL onHotplug(libusb_context*, libusb_device* device, libusb_hotplug
 
 bool waitFor(const std::atomic<int>& value, int wanted)
 {
-    for (int i = 0; i < 2000 && value < wanted; ++i) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (value < wanted && std::chrono::steady_clock::now() < deadline)
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     return value >= wanted;
 }
 
