@@ -23,6 +23,9 @@ constexpr int kControlLength = 34;  // UVC 1.1 probe/commit
 constexpr int kExtensionControlLength = 64;
 constexpr int kExtensionControls = 16;
 constexpr uint32_t kIsoPacketBytes = 3 * 1024;
+#if defined(__SANITIZE_THREAD__)
+constexpr uint32_t kSanitizerBulkPayloadBytes = 64 * 1024;
+#endif
 
 constexpr uint8_t kYuy2Guid[16] = {'Y', 'U', 'Y', '2', 0x00, 0x00, 0x10, 0x00,
                                    0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
@@ -191,6 +194,12 @@ void UvcDeviceModel::negotiate(uint8_t* control) const
     putU32(control + 18, frameBytes);
     uint32_t payload = m_streaming.maxPayloadTransferSize;
     if (payload == 0) payload = m_streaming.isochronous ? kIsoPacketBytes : frameBytes + UvcPayloadWriter::kHeaderLength;
+#if defined(__SANITIZE_THREAD__)
+    // ThreadSanitizer builds serve transfers through copies (see TestBedOptions) and
+    // libuvc keeps 100 bulk transfers of this size in flight: whole-frame transfers would
+    // copy some 80 MB at every start. Frames span several payloads instead.
+    if (!m_streaming.isochronous) payload = std::min(payload, kSanitizerBulkPayloadBytes);
+#endif
     putU32(control + 22, payload);
     putU32(control + 26, UvcPayloadWriter::kClockHz);
     control[30] = 0x03;  // FID and EOF are used
