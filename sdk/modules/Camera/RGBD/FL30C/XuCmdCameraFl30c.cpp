@@ -42,6 +42,12 @@ constexpr unsigned char kGainTable[28][2] = {
 
 bool parseInt(const char* text, int& value) { return std::sscanf(text, "%d", &value) == 1; }
 
+// An ERROR line in the name of the operation a helper works for.
+void logFailure(int line, const char* caller, const char* text)
+{
+    orrindale::log::line("ERROR", orrindale::log::sourceName(__FILE__), line, caller, text);
+}
+
 }  // namespace
 
 XuCmdCameraFl30c::XuCmdCameraFl30c(ICapture* capture, void* handle, QV_CAM_ATTR_TYPE type)
@@ -93,9 +99,50 @@ int XuCmdCameraFl30c::writeNumber(unsigned char code, int value, const char* fai
     unsigned char payload[kPayloadSize] = {};
     std::snprintf(reinterpret_cast<char*>(payload), sizeof payload, "%d", value);
     if (xucmd_write(code, payload, kPayloadSize) != 0) {
-        if (failure != nullptr)
-            orrindale::log::line("ERROR", orrindale::log::sourceName(__FILE__), __LINE__, caller, failure);
+        if (failure != nullptr) logFailure(__LINE__, caller, failure);
         return QV_SDK_ERR_CMD_WRITE;
+    }
+    return 0;
+}
+
+int XuCmdCameraFl30c::readEchoed(unsigned char code, char (&reply)[kPayloadSize + 1], const char* transferFailure,
+                                 const char* echoFailure, const char* caller)
+{
+    const int ret = readReply(code, reply);
+    if (ret != 0) {
+        logFailure(__LINE__, caller, transferFailure);
+        return ret;
+    }
+    if (static_cast<unsigned char>(reply[0]) != code) {
+        logFailure(__LINE__, caller, echoFailure);
+        return QV_SDK_ERR_NO_SUCH_CAMERA;
+    }
+    return 0;
+}
+
+int XuCmdCameraFl30c::readEchoedNumber(unsigned char code, int& value, const char* transferFailure,
+                                       const char* echoFailure, const char* caller)
+{
+    char reply[kPayloadSize + 1];
+    if (int ret = readEchoed(code, reply, transferFailure, echoFailure, caller); ret != 0) return ret;
+    if (!parseInt(reply + 1, value)) {
+        logFailure(__LINE__, caller, echoFailure);
+        return QV_SDK_ERR_CMD_READ;
+    }
+    return 0;
+}
+
+int XuCmdCameraFl30c::readSetting(unsigned char code, int& value, const char* transferFailure,
+                                  const char* replyFailure, const char* caller)
+{
+    char reply[kPayloadSize + 1];
+    if (readReply(code, reply) != 0) {
+        logFailure(__LINE__, caller, transferFailure);
+        return QV_SDK_ERR_CMD_READ;
+    }
+    if (static_cast<unsigned char>(reply[0]) != code || !parseInt(reply + 1, value)) {
+        logFailure(__LINE__, caller, replyFailure);
+        return QV_SDK_ERR_CMD_READ;
     }
     return 0;
 }
@@ -137,15 +184,7 @@ int XuCmdCameraFl30c::setSn(std::string const& sn)
 int XuCmdCameraFl30c::getSn(std::string& sn)
 {
     char reply[kPayloadSize + 1];
-    const int ret = readReply(kSerialNumber, reply);
-    if (ret != 0) {
-        QV_LOGE("get sn failed");
-        return ret;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kSerialNumber) {
-        QV_LOGE("error get sn");
-        return QV_SDK_ERR_NO_SUCH_CAMERA;
-    }
+    if (int ret = readEchoed(kSerialNumber, reply, "get sn failed", "error get sn", __func__); ret != 0) return ret;
     char serial[kPayloadSize] = {};
     if (std::sscanf(reply + 1, "SN=%63s", serial) == 1) sn = serial;
     return 0;
@@ -154,15 +193,8 @@ int XuCmdCameraFl30c::getSn(std::string& sn)
 int XuCmdCameraFl30c::getFwVersion(std::string& version)
 {
     char reply[kPayloadSize + 1];
-    const int ret = readReply(kFwVersion, reply);
-    if (ret != 0) {
-        QV_LOGE("get fw version failed");
+    if (int ret = readEchoed(kFwVersion, reply, "get fw version failed", "error get fw version", __func__); ret != 0)
         return ret;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kFwVersion) {
-        QV_LOGE("error get fw version");
-        return QV_SDK_ERR_NO_SUCH_CAMERA;
-    }
     std::string text;
     for (unsigned i = 1; i < kPayloadSize && std::isprint(static_cast<unsigned char>(reply[i])); ++i) text += reply[i];
     version = text;
@@ -247,94 +279,35 @@ int XuCmdCameraFl30c::getAeMode(int& mode)
 
 int XuCmdCameraFl30c::getHimaxConfidenceLevel(int& level)
 {
-    char reply[kPayloadSize + 1];
-    if (readReply(kConfidenceLevel, reply) != 0 || static_cast<unsigned char>(reply[0]) != kConfidenceLevel ||
-        !parseInt(reply + 1, level)) {
-        QV_LOGE("get confidence level failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 0;
+    return readSetting(kConfidenceLevel, level, "get confidence level failed", "get confidence level failed", __func__);
 }
 
 int XuCmdCameraFl30c::getHimaxSdLevel(int& level)
 {
-    char reply[kPayloadSize + 1];
-    if (readReply(kSpatialDenoise, reply) != 0) {
-        QV_LOGE("get sd level failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kSpatialDenoise || !parseInt(reply + 1, level)) {
-        QV_LOGE("get sd failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 0;
+    return readSetting(kSpatialDenoise, level, "get sd level failed", "get sd failed", __func__);
 }
 
 int XuCmdCameraFl30c::getHimaxTd(int& value)
 {
-    char reply[kPayloadSize + 1];
-    if (readReply(kTemporalDenoise, reply) != 0) {
-        QV_LOGE("get td level failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kTemporalDenoise || !parseInt(reply + 1, value)) {
-        QV_LOGE("get td failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 0;
+    return readSetting(kTemporalDenoise, value, "get td level failed", "get td failed", __func__);
 }
 
 int XuCmdCameraFl30c::getGain(int& gain)
 {
-    char reply[kPayloadSize + 1];
-    if (readReply(kGain, reply) != 0) {
-        QV_LOGE("get confidence level failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kGain || !parseInt(reply + 1, gain)) {
-        QV_LOGE("get gain failed");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 1;  // the number of values read
+    const int ret = readSetting(kGain, gain, "get confidence level failed", "get gain failed", __func__);
+    return ret == 0 ? 1 : ret;  // the number of values read
 }
 
 int XuCmdCameraFl30c::getCurrentIntensity(int& value)
 {
-    char reply[kPayloadSize + 1];
-    const int ret = readReply(kCurrentIntensity, reply);
-    if (ret != 0) {
-        QV_LOGE("get current intensity failed");
-        return ret;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kCurrentIntensity) {
-        QV_LOGE("error get current intensity");
-        return QV_SDK_ERR_NO_SUCH_CAMERA;
-    }
-    if (!parseInt(reply + 1, value)) {
-        QV_LOGE("error get current intensity");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 0;
+    return readEchoedNumber(kCurrentIntensity, value, "get current intensity failed", "error get current intensity",
+                            __func__);
 }
 
 // The same command and reply as the current intensity, under its own name and texts.
 int XuCmdCameraFl30c::getItoValue(int& value)
 {
-    char reply[kPayloadSize + 1];
-    const int ret = readReply(kCurrentIntensity, reply);
-    if (ret != 0) {
-        QV_LOGE("get ito failed");
-        return ret;
-    }
-    if (static_cast<unsigned char>(reply[0]) != kCurrentIntensity) {
-        QV_LOGE("error get ito");
-        return QV_SDK_ERR_NO_SUCH_CAMERA;
-    }
-    if (!parseInt(reply + 1, value)) {
-        QV_LOGE("error get ito");
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 0;
+    return readEchoedNumber(kCurrentIntensity, value, "get ito failed", "error get ito", __func__);
 }
 
 int XuCmdCameraFl30c::setGain(int gain)
@@ -368,15 +341,8 @@ int XuCmdCameraFl30c::readTemperature(DEV_TYPE_E device, float& temperature)
         return -1;
     }
     char reply[kPayloadSize + 1];
-    const int ret = readReply(code, reply);
-    if (ret != 0) {
-        QV_LOGE("get temperature failed");
+    if (int ret = readEchoed(code, reply, "get temperature failed", "error get temperature", __func__); ret != 0)
         return ret;
-    }
-    if (static_cast<unsigned char>(reply[0]) != code) {
-        QV_LOGE("error get temperature");
-        return QV_SDK_ERR_NO_SUCH_CAMERA;
-    }
     try {
         temperature = std::stof(std::string(reply + 1));
     } catch (const std::exception&) {

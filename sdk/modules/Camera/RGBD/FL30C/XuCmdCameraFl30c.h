@@ -67,6 +67,18 @@ protected:
     int writeNumber(unsigned char code, int value, const char* failure, const char* caller);
     // Reads the reply of code into a terminated buffer; returns the transfer's code.
     int readReply(unsigned char code, char (&reply)[kPayloadSize + 1]);
+    // readReply, then the echo check: logs transferFailure or echoFailure as `caller` and
+    // returns the transfer's code or -2 (wrong echo); 0 when the reply is the command's.
+    int readEchoed(unsigned char code, char (&reply)[kPayloadSize + 1], const char* transferFailure,
+                   const char* echoFailure, const char* caller);
+    // readEchoed and a decimal number; a reply that is no number logs echoFailure and
+    // returns -89.
+    int readEchoedNumber(unsigned char code, int& value, const char* transferFailure, const char* echoFailure,
+                         const char* caller);
+    // A decimal setting: every failure returns -89; transferFailure for the transfer,
+    // replyFailure for a wrong echo or no number.
+    int readSetting(unsigned char code, int& value, const char* transferFailure, const char* replyFailure,
+                    const char* caller);
 
     ICapture* m_capture;  // borrowed from the driver
     std::unique_ptr<Upgrade> m_upgrade;
