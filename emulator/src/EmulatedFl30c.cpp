@@ -4,6 +4,7 @@
 #include <map>
 
 #include "Fl30cTransferBuilder.h"
+#include "LittleEndian.h"
 
 namespace orrindale::emulator {
 
@@ -44,14 +45,6 @@ std::shared_ptr<Fl30cTransferBuilder> sharedBuilder(const Fl30cCalibration& cali
         builders[key] = builder;
     }
     return builder;
-}
-
-void putU32(uint8_t* p, uint32_t v)
-{
-    p[0] = uint8_t(v);
-    p[1] = uint8_t(v >> 8);
-    p[2] = uint8_t(v >> 16);
-    p[3] = uint8_t(v >> 24);
 }
 
 }  // namespace

@@ -4,21 +4,10 @@
 
 #include "EmulatorLog.h"
 #include "Fl30cScene.h"
+#include "LittleEndian.h"
 #include "MjpegEncoder.h"
 
 namespace orrindale::emulator {
-
-namespace {
-
-void putU32(uint8_t* p, uint32_t v)
-{
-    p[0] = uint8_t(v);
-    p[1] = uint8_t(v >> 8);
-    p[2] = uint8_t(v >> 16);
-    p[3] = uint8_t(v >> 24);
-}
-
-}  // namespace
 
 std::vector<uint16_t> Fl30cTransferBuilder::depthImage(int width, int height) const
 {

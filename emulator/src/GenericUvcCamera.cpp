@@ -2,6 +2,7 @@
 
 #include <mutex>
 
+#include "LittleEndian.h"
 #include "MjpegEncoder.h"
 
 namespace orrindale::emulator {
@@ -67,8 +68,8 @@ const std::vector<uint8_t>& GenericUvcCamera::jpegOf(int width, int height)
 
 std::vector<uint8_t> GenericUvcCamera::expectedFrame(UvcPixelFormat format, int width, int height, uint32_t sequence)
 {
-    const uint8_t number[4] = {uint8_t(sequence), uint8_t(sequence >> 8), uint8_t(sequence >> 16),
-                               uint8_t(sequence >> 24)};
+    uint8_t number[4];
+    putU32(number, sequence);
     if (format == UvcPixelFormat::Yuy2) {
         std::vector<uint8_t> frame(size_t(width) * size_t(height) * 2);
         for (size_t i = 0; i < frame.size(); ++i) frame[i] = i < 4 ? number[i] : patternByte(sequence, i);
@@ -88,7 +89,7 @@ int64_t GenericUvcCamera::sequenceOf(UvcPixelFormat format, const uint8_t* data,
     if (length < at + 4) return -1;
     if (format == UvcPixelFormat::Mjpeg && (data[0] != 0xFF || data[1] != 0xD8 || data[2] != 0xFF || data[3] != 0xFE))
         return -1;
-    return int64_t(data[at]) | int64_t(data[at + 1]) << 8 | int64_t(data[at + 2]) << 16 | int64_t(data[at + 3]) << 24;
+    return int64_t(getU32(data + at));
 }
 
 void GenericUvcCamera::setSilent(bool silent)

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "LittleEndian.h"
 #include "UsbDescriptorWriter.h"
 #include "UvcPayloadWriter.h"
 
@@ -31,16 +32,6 @@ constexpr uint8_t kYuy2Guid[16] = {'Y', 'U', 'Y', '2', 0x00, 0x00, 0x10, 0x00,
                                    0x80, 0x00, 0x00, 0xAA, 0x00, 0x38, 0x9B, 0x71};
 constexpr uint8_t kExtensionGuid[16] = {0x8a, 0x0c, 0x9e, 0x29, 0x3f, 0x66, 0x4b, 0x34,
                                         0x82, 0x8e, 0x11, 0x72, 0x55, 0x34, 0x1c, 0x99};
-
-uint32_t getU32(const uint8_t* p) { return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24; }
-
-void putU32(uint8_t* p, uint32_t v)
-{
-    p[0] = uint8_t(v);
-    p[1] = uint8_t(v >> 8);
-    p[2] = uint8_t(v >> 16);
-    p[3] = uint8_t(v >> 24);
-}
 
 int answer(uint8_t* data, int room, const uint8_t* bytes, int count)
 {

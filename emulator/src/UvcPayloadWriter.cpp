@@ -4,19 +4,9 @@
 #include <chrono>
 #include <cstring>
 
+#include "LittleEndian.h"
+
 namespace orrindale::emulator {
-
-namespace {
-
-void putU32(uint8_t* p, uint32_t v)
-{
-    p[0] = uint8_t(v);
-    p[1] = uint8_t(v >> 8);
-    p[2] = uint8_t(v >> 16);
-    p[3] = uint8_t(v >> 24);
-}
-
-}  // namespace
 
 uint32_t UvcPayloadWriter::deviceClock() const
 {
