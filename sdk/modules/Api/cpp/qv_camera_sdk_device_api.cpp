@@ -307,58 +307,47 @@ int QV_SDK_GetCameraModel(void* handle, CAMERA_MODEL_E& model)
 
 namespace {
 
-// Capacity check shared by private-data reads and writes. The size test comes first, so
-// an offset at or past the capacity with a positive size reads as "size is too large".
-int checkPrivateRange(int capacity, int size, int offset, const CallSite& site, const char* sizeMessage,
-                      const char* offsetMessage)
+// Private-data reads and writes: the capacity query, the buffer, then the range, where the
+// size test comes first, so an offset at or past the capacity with a positive size reads
+// as "size is too large". `verb` is "read" or "write"; a write also logs a null buffer.
+template <typename Transfer>
+int privateDataCall(void* handle, const CallSite& site, const char* verb, bool logNullData, void* data, int size,
+                    int offset, Transfer transfer)
 {
-    const int32_t room = static_cast<int32_t>(static_cast<uint32_t>(capacity) - static_cast<uint32_t>(offset));
-    if (room < size) {
-        logAt("ERROR", site, sizeMessage);
-        return -1;
-    }
-    if (capacity <= offset) {
-        logAt("ERROR", site, offsetMessage);
-        return -1;
-    }
-    return 0;
-}
-
-}  // namespace
-
-int QV_SDK_WritePrivateData(void* handle, void* data, int size, int offset)
-{
-    const CallSite site = QV_CALL_SITE;
     return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
         ICommand* command = commandOf(d, site);
         if (command == nullptr) return -1;
         int capacity = 0;
         if (int ret = command->getPrivateMaxSize(capacity); ret < 0) return ret;
         if (data == nullptr) {
-            logAt("ERROR", site, "data is nullptr ! write private data fail !");
+            if (logNullData) logAt("ERROR", site, "data is nullptr ! ", verb, " private data fail !");
             return -1;
         }
-        if (checkPrivateRange(capacity, size, offset, site, "size is too large ! write private data fail !",
-                              "offset is too large ! write private data fail !") != 0)
+        const int32_t room = static_cast<int32_t>(static_cast<uint32_t>(capacity) - static_cast<uint32_t>(offset));
+        if (room < size) {
+            logAt("ERROR", site, "size is too large ! ", verb, " private data fail !");
             return -1;
-        return command->writePrivateData(data, size, offset);
+        }
+        if (capacity <= offset) {
+            logAt("ERROR", site, "offset is too large ! ", verb, " private data fail !");
+            return -1;
+        }
+        return transfer(*command);
     });
+}
+
+}  // namespace
+
+int QV_SDK_WritePrivateData(void* handle, void* data, int size, int offset)
+{
+    return privateDataCall(handle, QV_CALL_SITE, "write", true, data, size, offset,
+                           [&](ICommand& command) { return command.writePrivateData(data, size, offset); });
 }
 
 int QV_SDK_ReadPrivateData(void* handle, void* data, int size, int offset)
 {
-    const CallSite site = QV_CALL_SITE;
-    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
-        ICommand* command = commandOf(d, site);
-        if (command == nullptr) return -1;
-        int capacity = 0;
-        if (int ret = command->getPrivateMaxSize(capacity); ret < 0) return ret;
-        if (data == nullptr) return -1;
-        if (checkPrivateRange(capacity, size, offset, site, "size is too large ! read private data fail !",
-                              "offset is too large ! read private data fail !") != 0)
-            return -1;
-        return command->readPrivateData(data, size, offset);
-    });
+    return privateDataCall(handle, QV_CALL_SITE, "read", false, data, size, offset,
+                           [&](ICommand& command) { return command.readPrivateData(data, size, offset); });
 }
 
 void copyText(const std::string& text, char* buffer, int capacity)
