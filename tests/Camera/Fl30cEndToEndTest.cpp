@@ -22,6 +22,7 @@
 
 #include "EmulatedDeviceTest.h"
 #include "EmulatedFl30c.h"
+#include "Eventually.h"
 #include "Fl30cScene.h"
 #include "Fl30cTransferBuilder.h"
 #include "LogCapture.h"
@@ -521,7 +522,7 @@ TEST_F(Fl30cEndToEndTest, OpenAndStartCommandsReachTheCameraInTheirOrder)
     EXPECT_EQ(camera->settings().temperatureDrift, 0);
 
     // Two seconds into the stream the gain is sent once more, and only once.
-    for (int i = 0; i < 100 && camera->commandRecord().size() < 5; ++i) std::this_thread::sleep_for(100ms);
+    orrtest::eventually([&] { return camera->commandRecord().size() >= 5; }, 10s);
     std::this_thread::sleep_for(300ms);
     split(camera->commandRecord(), gain, others);
     EXPECT_EQ(others.size(), 3u);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "EmulatedDeviceTest.h"
+#include "Eventually.h"
 #include "PlainUsbDevice.h"
 
 using namespace orrindale::emulator;
@@ -285,10 +286,7 @@ int LIBUSB_CALL onHotplug(libusb_context*, libusb_device* device, libusb_hotplug
 
 bool waitFor(const std::atomic<int>& value, int wanted)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (value < wanted && std::chrono::steady_clock::now() < deadline)
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    return value >= wanted;
+    return orrtest::eventually([&] { return value >= wanted; });
 }
 
 TEST_F(UsbDeviceTest, UnplugEndsPendingTransfersAndHotplugSeesBothWays)
