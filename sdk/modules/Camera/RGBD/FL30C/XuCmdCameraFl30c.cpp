@@ -135,16 +135,8 @@ int XuCmdCameraFl30c::readEchoedNumber(unsigned char code, int& value, const cha
 int XuCmdCameraFl30c::readSetting(unsigned char code, int& value, const char* transferFailure,
                                   const char* replyFailure, const char* caller)
 {
-    char reply[kPayloadSize + 1];
-    if (readReply(code, reply) != 0) {
-        logFailure(__LINE__, caller, transferFailure);
-        return QV_SDK_ERR_CMD_READ;
-    }
-    if (static_cast<unsigned char>(reply[0]) != code || !parseInt(reply + 1, value)) {
-        logFailure(__LINE__, caller, replyFailure);
-        return QV_SDK_ERR_CMD_READ;
-    }
-    return 0;
+    const int ret = readEchoedNumber(code, value, transferFailure, replyFailure, caller);
+    return ret == 0 ? 0 : QV_SDK_ERR_CMD_READ;
 }
 
 // ---------------------------------------------------------------- ICommand

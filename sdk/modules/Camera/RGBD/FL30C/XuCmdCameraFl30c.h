@@ -75,8 +75,7 @@ protected:
     // returns -89.
     int readEchoedNumber(unsigned char code, int& value, const char* transferFailure, const char* echoFailure,
                          const char* caller);
-    // A decimal setting: every failure returns -89; transferFailure for the transfer,
-    // replyFailure for a wrong echo or no number.
+    // readEchoedNumber with every failure answered -89.
     int readSetting(unsigned char code, int& value, const char* transferFailure, const char* replyFailure,
                     const char* caller);
 
