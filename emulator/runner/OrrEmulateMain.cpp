@@ -1,6 +1,9 @@
-// orr-emulate: runs a program with emulated Fl30c cameras attached.
+// orr-emulate: runs a program with emulated cameras attached.
 //
-//   orr-emulate [--fl30c N] [--fps F] [--fw VERSION] -- command args...
+//   orr-emulate [--cameras LIST | --fl30c N] [--fps F] [--fw VERSION] -- command args...
+//
+// LIST names the models as qv's --emulate does ("fl30c,2", "fl30c,gm80"); --fl30c N is
+// short for --cameras fl30c,N.
 //
 // The cameras live in this process; the command inherits the umockdev preload and
 // UMOCKDEV_DIR, so libusb, libuvc, lsusb or the SDK in it see them as USB devices.
@@ -36,7 +39,10 @@ void forward(int signal)
 
 int usage()
 {
-    std::fprintf(stderr, "usage: orr-emulate [--fl30c N] [--fps F] [--fw VERSION] [-- command args...]\n");
+    std::fprintf(stderr,
+                 "usage: orr-emulate [--cameras LIST | --fl30c N] [--fps F] [--fw VERSION] [-- command args...]\n"
+                 "LIST: models with optional counts, e.g. fl30c,2 (models: %s)\n",
+                 EmulatorSession::modelNames().c_str());
     return 2;
 }
 
@@ -63,7 +69,13 @@ int main(int argc, char** argv)
         }
         if (i + 1 >= argc) return usage();
         if (arg == "--fl30c") {
-            if (!number(argv[++i], 1, 16, options.fl30cCount)) return usage();
+            int count = 0;
+            if (!number(argv[++i], 1, EmulatorSession::kMaxCameras, count)) return usage();
+            options.groups = {{"fl30c", count}};
+        } else if (arg == "--cameras") {
+            const auto parsed = EmulatorSessionOptions::parse(argv[++i]);
+            if (!parsed) return usage();
+            options.groups = parsed->groups;
         } else if (arg == "--fps") {
             if (!number(argv[++i], 1, 60, options.fps)) return usage();
         } else if (arg == "--fw") {
@@ -75,10 +87,7 @@ int main(int argc, char** argv)
     if (!PreloadEnvironment::ensure(argv)) return 1;
     auto session = EmulatorSession::start(options);
     if (!session) return 1;
-    for (EmulatedFl30c* camera : session->cameras())
-        std::fprintf(stderr, "orr-emulate: Fl30c %s at bus %03d device %03d (port path %s)\n",
-                     camera->stringDescriptor(3).c_str(), camera->device()->bus(), camera->device()->address(),
-                     camera->device()->location().portPathText().c_str());
+    for (const std::string& line : session->descriptions()) std::fprintf(stderr, "orr-emulate: %s\n", line.c_str());
 
     struct sigaction action{};
     action.sa_handler = forward;

@@ -4,50 +4,122 @@
 #include <cstdlib>
 
 #include "EmulatedFl30c.h"
+#include "EmulatedUsbDevice.h"
 #include "EmulatorLog.h"
 #include "UsbTestBed.h"
 
 namespace orrindale::emulator {
 
 namespace {
-constexpr int kMaxCameras = 16;
+
+std::string busDeviceText(const EmulatedUsbDevice& device)
+{
+    char text[96];
+    std::snprintf(text, sizeof text, "at bus %03d device %03d (port path %s)", device.bus(), device.address(),
+                  device.location().portPathText().c_str());
+    return text;
+}
+
+bool addFl30c(EmulatorSession& session, int ordinal, const UsbLocation& location, const EmulatorSessionOptions& options)
+{
+    Fl30cConfig config;
+    char serial[16];
+    std::snprintf(serial, sizeof serial, "FL30C%04d", ordinal);
+    config.serialDescriptor = serial;
+    config.settings.serialNumber = serial;
+    config.settings.frameRate = options.fps;
+    if (!options.firmware.empty()) config.settings.firmwareVersion = options.firmware;
+    EmulatedFl30c* camera = session.testBed().addFl30c(location, config);
+    if (camera == nullptr) return false;
+    session.addFl30cCamera(camera);
+    session.describe(std::string("Fl30c ") + serial + " " + busDeviceText(*camera->device()));
+    return true;
+}
+
+bool parseCount(const std::string& text, int& count)
+{
+    char* end = nullptr;
+    const long n = std::strtol(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || n < 1 || n > EmulatorSession::kMaxCameras) return false;
+    count = int(n);
+    return true;
+}
+
+const EmulatorSession::Model* findModel(const std::string& name)
+{
+    for (const EmulatorSession::Model& model : EmulatorSession::models())
+        if (name == model.name) return &model;
+    return nullptr;
+}
+
+}  // namespace
+
+const std::vector<EmulatorSession::Model>& EmulatorSession::models()
+{
+    static const std::vector<Model> table = {
+        {"fl30c", addFl30c},
+    };
+    return table;
+}
+
+std::string EmulatorSession::modelNames()
+{
+    std::string names;
+    for (const Model& model : models()) names += (names.empty() ? "" : ", ") + std::string(model.name);
+    return names;
 }
 
 std::optional<EmulatorSessionOptions> EmulatorSessionOptions::parse(const std::string& text)
 {
     EmulatorSessionOptions options;
-    const auto comma = text.find(',');
-    if (text.substr(0, comma) != "fl30c") return std::nullopt;
-    if (comma == std::string::npos) return options;
-    const std::string count = text.substr(comma + 1);
-    char* end = nullptr;
-    const long n = std::strtol(count.c_str(), &end, 10);
-    if (count.empty() || *end != '\0' || n < 1 || n > kMaxCameras) return std::nullopt;
-    options.fl30cCount = int(n);
+    options.groups.clear();
+    bool countGiven = true;  // a count needs a model named just before it
+    size_t start = 0;
+    for (;;) {
+        const size_t comma = text.find(',', start);
+        const std::string item = text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        if (findModel(item) != nullptr) {
+            options.groups.push_back({item, 1});
+            countGiven = false;
+        } else if (countGiven || !parseCount(item, options.groups.back().count)) {
+            return std::nullopt;  // an unknown model, or a count without its model
+        } else {
+            countGiven = true;
+        }
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+    }
+    if (options.cameraCount() > EmulatorSession::kMaxCameras) return std::nullopt;
     return options;
+}
+
+int EmulatorSessionOptions::cameraCount() const
+{
+    int total = 0;
+    for (const Group& group : groups) total += group.count;
+    return total;
 }
 
 std::unique_ptr<EmulatorSession> EmulatorSession::start(const EmulatorSessionOptions& options)
 {
-    if (options.fl30cCount < 1 || options.fl30cCount > kMaxCameras || options.fps < 1 || options.fps > 60) {
-        emulatorLog("emulated cameras: %d cameras at %d fps is not possible (1..%d cameras, 1..60 fps)",
-                    options.fl30cCount, options.fps, kMaxCameras);
+    const int total = options.cameraCount();
+    if (total < 1 || total > kMaxCameras || options.fps < 1 || options.fps > 60) {
+        emulatorLog("emulated cameras: %d cameras at %d fps is not possible (1..%d cameras, 1..60 fps)", total,
+                    options.fps, kMaxCameras);
         return nullptr;
     }
     std::unique_ptr<EmulatorSession> session(new EmulatorSession);
     session->m_bed = UsbTestBed::create();
     if (!session->m_bed) return nullptr;
-    for (int i = 0; i < options.fl30cCount; ++i) {
-        Fl30cConfig config;
-        char serial[16];
-        std::snprintf(serial, sizeof serial, "FL30C%04d", i + 1);
-        config.serialDescriptor = serial;
-        config.settings.serialNumber = serial;
-        config.settings.frameRate = options.fps;
-        if (!options.firmware.empty()) config.settings.firmwareVersion = options.firmware;
-        EmulatedFl30c* camera = session->m_bed->addFl30c(UsbLocation(1, {i + 1}), config);
-        if (camera == nullptr) return nullptr;
-        session->m_cameras.push_back(camera);
+    int port = 1;
+    for (const EmulatorSessionOptions::Group& group : options.groups) {
+        const Model* model = findModel(group.model);
+        if (model == nullptr) {
+            emulatorLog("emulated cameras: no model \"%s\" (models: %s)", group.model.c_str(), modelNames().c_str());
+            return nullptr;
+        }
+        for (int ordinal = 1; ordinal <= group.count; ++ordinal)
+            if (!model->add(*session, ordinal, UsbLocation(1, {port++}), options)) return nullptr;
     }
     return session;
 }

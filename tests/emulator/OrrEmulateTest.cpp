@@ -55,9 +55,13 @@ TEST(OrrEmulate, AProgramInAnotherProcessStreamsAtTheChosenRate)
 
 TEST(OrrEmulate, SessionOptionsAreChecked)
 {
-    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c")->fl30cCount, 1);
-    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c,4")->fl30cCount, 4);
+    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c")->cameraCount(), 1);
+    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c,4")->cameraCount(), 4);
+    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c,4,fl30c")->cameraCount(), 5);
     EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,0").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,2,3").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("2").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,9,fl30c,8").has_value());
     EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,17").has_value());
     EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,2x").has_value());
     EXPECT_FALSE(EmulatorSessionOptions::parse("gm80,1").has_value());

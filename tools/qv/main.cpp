@@ -3,7 +3,7 @@
 //   qv info [selector]                        one camera in detail
 //   qv stream [selector] [options]            stream, show rates, save frames
 //   qv set NAME VALUE / qv get NAME [selector] Fl30c settings
-// Anywhere: --emulate fl30c[,N] runs against N built-in emulated Fl30c cameras;
+// Anywhere: --emulate MODEL[,N][,MODEL[,N]...] runs against built-in emulated cameras;
 // --quiet drops the library's log lines (they go to standard error otherwise).
 #include <cstdio>
 #include <cstring>
@@ -27,7 +27,7 @@ namespace {
 int usage(FILE* to)
 {
     std::fprintf(to,
-                 "usage: qv COMMAND [options] [--emulate fl30c[,N]] [--quiet]\n"
+                 "usage: qv COMMAND [options] [--emulate MODEL[,N]...] [--quiet]\n"
                  "commands:\n"
                  "  list [--json]             every attached camera\n"
                  "  info [selector]           versions, modes, stream parameters, calibration, temperatures\n"
@@ -35,7 +35,7 @@ int usage(FILE* to)
                  "  set NAME VALUE [selector] change an Fl30c setting\n"
                  "  get NAME [selector]       read an Fl30c setting\n"
                  "selector: --index N | --serial TEXT | --bus B --port-path P\n"
-                 "--emulate fl30c[,N]: use N emulated Fl30c cameras instead of the attached ones\n");
+                 "--emulate MODEL[,N][,...]: use N emulated cameras of each MODEL (e.g. fl30c,2) instead of the attached ones\n");
     return to == stdout ? 0 : 2;
 }
 
@@ -88,7 +88,11 @@ int main(int argc, char** argv)
     if (!emulate.empty()) {
         const auto options = orrindale::emulator::EmulatorSessionOptions::parse(emulate);
         if (!options) {
-            std::fprintf(stderr, "qv: --emulate takes fl30c or fl30c,N (N from 1 to 16), not \"%s\"\n", emulate.c_str());
+            std::fprintf(stderr,
+                         "qv: --emulate takes models with optional counts such as fl30c or fl30c,2 (at most %d "
+                         "cameras; models: %s), not \"%s\"\n",
+                         orrindale::emulator::EmulatorSession::kMaxCameras,
+                         orrindale::emulator::EmulatorSession::modelNames().c_str(), emulate.c_str());
             return 2;
         }
         // Re-executes qv under the device emulation when needed; returns in that process.
