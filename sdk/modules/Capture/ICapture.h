@@ -36,6 +36,25 @@ struct video_attr_s {
     uint32_t fps = 0;
 };
 
+// The stream-lifecycle contract every transport keeps (drivers and the exported calls rely on it):
+// - A transport can be opened, closed and opened again; each open starts afresh.
+// - start() on a streaming transport is refused with a log line and -1, leaving the stream
+//   undisturbed; stop() on a stopped transport returns 0.
+// - The frame callback runs on the transport's own thread with no transport lock held, and may
+//   call any operation of the same transport, stop() and close() included.
+// - stop()/close() called from outside the callback return only when no callback is running and
+//   none will start, the transport's threads joined.
+// - Called from inside the callback (on the transport's own thread) they mark the stream stopped
+//   (no callback after the current one returns) and return 0 at once; the join is finished later
+//   from another thread (the next start/close/destructor), never a self-join. start() from inside
+//   the callback is refused with -1 (it would have to join its own thread).
+// - The destructor is never run on the transport's own thread (the driver layer defers it); it
+//   stops and closes whatever is still running.
+// - An unplugged device ends the transport's threads by themselves with one log line; stop() and
+//   close() afterwards return promptly, and after close() plus destruction no thread and no file
+//   descriptor of the transport remains.
+// - No lock of the transport is held while the callback runs or while a thread is joined, so a
+//   callback that calls into the library never waits for a thread that waits for it.
 class ICapture {
 public:
     virtual ~ICapture() = default;
