@@ -22,7 +22,7 @@ BUILD_PKGS=(build-essential cmake ninja-build pkg-config git
   libusb-1.0-0-dev libuvc-dev libturbojpeg0-dev libcjson-dev libzmq3-dev cppzmq-dev
   libssl-dev libpng-dev
   umockdev libumockdev-dev udev usbutils)
-TEST_PKGS=(libgtest-dev libgmock-dev libbenchmark-dev
+TEST_PKGS=(libgtest-dev libgmock-dev libbenchmark-dev v4l-utils
   clang libclang-rt-14-dev valgrind openssl iproute2
   libopencv-dev libopencv-contrib-dev imagemagick pcl-tools python3-open3d)
 CROSS_PKGS=(crossbuild-essential-arm64 qemu-user

@@ -20,6 +20,7 @@
 namespace orrindale::emulator {
 
 class EmulatedFl30c;
+class EmulatedVideoFunction;
 class GenericUvcCamera;
 class PlainUsbDevice;
 class TestBedCore;
@@ -27,6 +28,7 @@ class UsbDeviceModel;
 struct Fl30cConfig;
 struct GenericUvcConfig;
 struct PlainUsbDeviceConfig;
+struct VideoFunctionConfig;
 
 class UsbTestBed {
 public:
@@ -47,6 +49,9 @@ public:
     GenericUvcCamera* addUvcCamera(const UsbLocation& location, const GenericUvcConfig& config);
     EmulatedFl30c* addFl30c(const UsbLocation& location);
     EmulatedFl30c* addFl30c(const UsbLocation& location, const Fl30cConfig& config);
+    // The video function of a camera as uvcvideo presents it (EmulatedVideoFunction.h);
+    // its nodes take the next free pair /dev/videoN, /dev/videoN+1.
+    EmulatedVideoFunction* addVideoFunction(const UsbLocation& location, const VideoFunctionConfig& config);
 
     // The device (or hub) with this sysfs name ("1-1.4", "usb1"); null when none.
     EmulatedUsbDevice* deviceAt(const std::string& sysfsName) const;
