@@ -282,10 +282,14 @@ TEST_F(ApiFixture, StreamingCallsPassTheirArgumentAndTheDriversCodeUnchanged)
     attachAndList({&script});
     ASSERT_EQ(QV_SDK_OpenCamera(handle(0), nullptr), 0);
 
-    int user = 0;
-    STREAM_CALLBACK_S cb{[](void*, const CAM_DATA*, void*) {}, &user};
+    // The driver's frames reach the application's callback with the handle and its pointer.
+    std::pair<void*, void*> seen{};
+    STREAM_CALLBACK_S cb{[](void* h, const CAM_DATA*, void* user) { static_cast<std::pair<void*, void*>*>(user)->first = h; },
+                         &seen};
     EXPECT_EQ(QV_SDK_RegisterStreamCallback(handle(0), &cb), 0);
-    EXPECT_EQ(script.callback.privateData, &user);
+    ASSERT_NE(script.callback.callback, nullptr);
+    script.callback.callback(nullptr, nullptr, script.callback.privateData);
+    EXPECT_EQ(seen.first, handle(0));
     STREAM_CALLBACK_INNER_S inner{nullptr, nullptr};
     EXPECT_EQ(QV_SDK_RegisterInnerStreamCallback(handle(0), &inner), 0);
     EXPECT_EQ(script.registrations, 2);

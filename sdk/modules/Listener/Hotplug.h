@@ -5,6 +5,8 @@
 #include <libusb.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -26,6 +28,8 @@ public:
 
 private:
     void handler();
+    // Waits the arrival delay; false when the listener was stopped meanwhile.
+    bool settle();
     // Builds the record and calls attach or detach when the device is one of ours.
     void report(libusb_device* device, bool arrived);
 
@@ -36,4 +40,10 @@ private:
     QV_LISTENER_CALLBACK m_callback{};
     libusb_hotplug_callback_handle m_arrival = 0;
     libusb_hotplug_callback_handle m_departure = 0;
+    // Cameras present at start: libusb reports them inside the registration, on the caller's
+    // thread; they are kept here and reported from the handler thread.
+    bool m_collecting = false;
+    std::vector<libusb_device*> m_present;
+    std::mutex m_waitMutex;
+    std::condition_variable m_wake;
 };

@@ -1,35 +1,58 @@
 // The library-wide context and the camera handle record behind every void* handle.
 #pragma once
 
+#include <condition_variable>
+#include <cstdint>
 #include <list>
+#include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <string_view>
 
+#include "ICameraOps.h"
 #include "Logger.h"
+#include "StreamRelay.h"
 #include "qv_camera_sdk_types.h"
 
-class ICameraOps;
-class IListener;
+#include "ListenerRelay.h"
+
+// An open camera: its driver and the relay its callbacks reach the application through.
+// Shared by the handle and by the calls working on it without the handle mutex; the last one
+// to let go destroys it (on a helper thread when that is a callback thread).
+struct CameraSession {
+    explicit CameraSession(void* handle) : relay(handle) {}
+    StreamRelay relay;
+    std::unique_ptr<ICameraOps> driver;  // after the relay: destroyed first, while the relay still exists
+};
+
+// Allocated zero-filled by the library; the caller only sees its handle, a token numbered once
+// per process (never an address memory can hand out again), so a stale handle answers -83.
+struct CAMERA_HANDLE_S {
+    QV_CAM_ATTR attr;
+    ICameraOps* driver;  // null while the camera is not open; session->driver
+    std::mutex lock;     // serialises calls on this camera; released while a transport is waited for
+    void* reserved;
+    void* token;                             // the handle the application holds
+    std::shared_ptr<CameraSession> session;  // set while open
+    std::condition_variable idle;            // signalled when a start, stop or close ends
+    int transitions;                         // starts, stops and closes running without the mutex
+    bool removed;                            // destroyed or freed: calls that waited answer -83
+};
 
 struct CAMERA_SDK_CTX {
     bool initialised = false;
-    std::mutex mutex;  // guards the flag and both lists; released before a handle mutex is taken
+    std::mutex mutex;  // guards the flag and the lists; held only to look up, add or remove
     std::list<void*> handles;
-    std::list<IListener*> listeners;  // owned
-};
-
-// Allocated zero-filled by the library; the caller only sees its address.
-struct CAMERA_HANDLE_S {
-    QV_CAM_ATTR attr;
-    ICameraOps* driver;  // null while the camera is not open; owned
-    std::mutex lock;     // serialises every call on this camera
-    void* reserved;
+    std::list<std::unique_ptr<ListenerRelay>> listeners;
+    std::map<void*, std::shared_ptr<CAMERA_HANDLE_S>> records;  // handle -> record
+    uintptr_t handlesMade = 0;
 };
 
 extern CAMERA_SDK_CTX g_stCameraCtx;
 
-// Address of the handle mutex, unchecked: only for handles already validated.
+// Address of the handle mutex of a listed handle (null for any other). The mutex lives as long as
+// the handle: prefer lockOpenDriver, which keeps it alive while it waits.
 std::mutex* GetCameraLock(void* handle);
 
 // Where a call was made, so that a shared check logs with the caller's name.
@@ -50,8 +73,12 @@ void logAt(const char* level, const CallSite& site, const Parts&... parts)
 
 // Handle validation steps 1-4: -100 for null (no log), -83 with "This camera handle not exist"
 // for an unknown handle; on success the handle mutex is locked into lock and record is set.
+// Application threads first wait for a start, stop or close of the camera in progress; callback
+// threads never do. A record stays valid while its mutex is held.
 int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock,
                   CAMERA_HANDLE_S*& record);
+int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock,
+                  std::shared_ptr<CAMERA_HANDLE_S>& record);
 
 // Step 5: -101 with message when the camera is not open.
 int requireOpen(const CAMERA_HANDLE_S* record, const CallSite& site, const char* message = "please open camera first");

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "CameraFactory.h"
+#include "CallbackThread.h"
 #include "CameraSdkContext.h"
 #include "Hotplug.h"
 #include "ICameraOps.h"
@@ -22,12 +23,8 @@ CAMERA_SDK_CTX g_stCameraCtx;
 namespace {
 
 constexpr char kSwVersion[] = "v1.2.28.20241021";
-
-bool handleListed(void* handle)
-{
-    return std::find(g_stCameraCtx.handles.begin(), g_stCameraCtx.handles.end(), handle) !=
-           g_stCameraCtx.handles.end();
-}
+// Handles are numbered from here in steps of 16, so that they look like aligned addresses.
+constexpr uintptr_t kFirstHandle = 0x51560000;
 
 // Identity equality: USB by bus and address, serial by devNode bytes, network by ip bytes.
 bool sameCamera(const QV_CAM_ATTR& a, const QV_CAM_ATTR& b)
@@ -45,41 +42,168 @@ bool sameCamera(const QV_CAM_ATTR& a, const QV_CAM_ATTR& b)
     }
 }
 
-CAMERA_HANDLE_S* newHandle(const QV_CAM_ATTR& attr)
+// A new record listed in the context (context mutex held); returns its handle.
+void* addHandle(const QV_CAM_ATTR& attr)
 {
-    auto* record = new CAMERA_HANDLE_S{};
+    auto record = std::make_shared<CAMERA_HANDLE_S>();
     std::memcpy(&record->attr, &attr, sizeof attr);
+    void* handle = reinterpret_cast<void*>(kFirstHandle + 16 * ++g_stCameraCtx.handlesMade);
+    record->token = handle;
+    g_stCameraCtx.records.emplace(handle, std::move(record));
+    g_stCameraCtx.handles.push_back(handle);
+    return handle;
+}
+
+// Takes a handle out of the context (context mutex held); null when it is not listed.
+std::shared_ptr<CAMERA_HANDLE_S> takeHandle(void* handle)
+{
+    auto it = g_stCameraCtx.records.find(handle);
+    if (it == g_stCameraCtx.records.end()) return nullptr;
+    std::shared_ptr<CAMERA_HANDLE_S> record = std::move(it->second);
+    g_stCameraCtx.records.erase(it);
+    g_stCameraCtx.handles.remove(handle);
     return record;
 }
 
-// Closes and destroys the driver of a handle; returns the close code.
-int closeDriver(CAMERA_HANDLE_S* record)
+// The session's deleter: a driver is never destroyed on a callback thread, where it could have
+// to join the thread it runs on, or a transport whose callback waits for this one.
+void retireSession(CameraSession* session)
 {
-    const int ret = record->driver->close();
-    delete record->driver;
-    record->driver = nullptr;
-    return ret;
+    if (CallbackThread::active()) {
+        if (!CallbackThread::runDetached([session] { delete session; }))
+            QV_LOGE("a closed camera could not be released");
+        return;
+    }
+    delete session;
+}
+
+// Ends a transition begun under the record's mutex; wakes the calls waiting for it.
+void endTransition(CAMERA_HANDLE_S& record)
+{
+    {
+        std::lock_guard<std::mutex> lock(record.lock);
+        --record.transitions;
+    }
+    record.idle.notify_all();
+}
+
+// Runs work(session) as a transition of an open camera: without the handle mutex, since the
+// driver may wait for its transport's threads (and their callbacks may call this camera).
+// Other application threads wait for it to end. On the callback thread of another camera the
+// work goes to a helper thread: that thread must not wait for a transport whose callback may
+// be waiting for it. after(record, session, result) runs under the mutex once work is done.
+template <typename Work, typename After>
+int transition(void* handle, const CallSite& site, const char* notOpenMessage, bool logNotOpenAsInfo, Work work,
+               After after)
+{
+    std::shared_ptr<CAMERA_HANDLE_S> record;
+    std::shared_ptr<CameraSession> session;
+    {
+        std::unique_lock<std::mutex> lock;
+        if (int ret = acquireHandle(handle, site, lock, record); ret != 0) return ret;
+        if (!record->session) {
+            if (logNotOpenAsInfo) {
+                logAt("INFO", site, notOpenMessage);
+                return QV_SDK_OK;
+            }
+            logAt("ERROR", site, notOpenMessage);
+            return QV_SDK_ERR_NOT_OPEN;
+        }
+        session = record->session;
+        ++record->transitions;
+    }
+    auto run = [record, session, site, work, after]() mutable -> int {
+        int ret = QV_SDK_ERR_FAILED;
+        try {
+            ret = work(*session);
+        } catch (...) {
+            ret = unexpectedFailure(site);
+        }
+        {
+            std::lock_guard<std::mutex> lock(record->lock);
+            after(*record, session, ret);
+        }
+        endTransition(*record);
+        session.reset();  // may destroy the driver: no lock is held here
+        return ret;
+    };
+    if (CallbackThread::active() && !CallbackThread::activeFor(handle)) {
+        if (CallbackThread::runDetached(run)) return QV_SDK_OK;
+    }
+    session.reset();
+    return run();
+}
+
+// Takes a record that has left the context: marks it removed, stops and closes its camera.
+// Returns the close code (0 when the camera was not open).
+int releaseRecord(const std::shared_ptr<CAMERA_HANDLE_S>& record)
+{
+    std::shared_ptr<CameraSession> session;
+    {
+        std::unique_lock<std::mutex> lock(record->lock);
+        if (!CallbackThread::active()) record->idle.wait(lock, [&] { return record->transitions == 0; });
+        record->removed = true;
+        session = std::move(record->session);
+        record->driver = nullptr;
+    }
+    if (!session) return QV_SDK_OK;
+    session->relay.close();  // nothing more reaches the application with this handle
+    auto close = [session]() mutable -> int {
+        int ret = QV_SDK_ERR_FAILED;
+        try {
+            ret = session->driver->close();  // a streaming driver stops first
+        } catch (...) {
+            QV_LOGE("close failed");
+        }
+        session.reset();
+        return ret;
+    };
+    if (CallbackThread::active() && !CallbackThread::activeFor(record->token)) {
+        if (CallbackThread::runDetached(close)) return QV_SDK_OK;
+    }
+    session.reset();
+    return close();
 }
 
 }  // namespace
 
-std::mutex* GetCameraLock(void* handle) { return &static_cast<CAMERA_HANDLE_S*>(handle)->lock; }
+std::mutex* GetCameraLock(void* handle)
+{
+    std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+    auto it = g_stCameraCtx.records.find(handle);
+    return it != g_stCameraCtx.records.end() ? &it->second->lock : nullptr;
+}
 
-int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock, CAMERA_HANDLE_S*& record)
+int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock,
+                  std::shared_ptr<CAMERA_HANDLE_S>& record)
 {
     if (handle == nullptr) return QV_SDK_ERR_NULL_HANDLE;
     {
         std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        if (!handleListed(handle)) {
-            orrindale::log::line("ERROR", site.source, site.line, site.function, "This camera handle not exist");
-            return QV_SDK_ERR_UNKNOWN_HANDLE;
-        }
+        auto it = g_stCameraCtx.records.find(handle);
+        if (it != g_stCameraCtx.records.end()) record = it->second;
     }
     // The context mutex is released before the handle mutex: a long call on one
     // camera never blocks calls on another.
-    record = static_cast<CAMERA_HANDLE_S*>(handle);
-    lock = std::unique_lock<std::mutex>(record->lock);
-    return QV_SDK_OK;
+    if (record) {
+        lock = std::unique_lock<std::mutex>(record->lock);
+        if (!CallbackThread::active()) record->idle.wait(lock, [&] { return record->transitions == 0; });
+        if (!record->removed) return QV_SDK_OK;
+        lock = std::unique_lock<std::mutex>();
+        record.reset();
+    }
+    orrindale::log::line("ERROR", site.source, site.line, site.function, "This camera handle not exist");
+    return QV_SDK_ERR_UNKNOWN_HANDLE;
+}
+
+int acquireHandle(void* handle, const CallSite& site, std::unique_lock<std::mutex>& lock, CAMERA_HANDLE_S*& record)
+{
+    // The record outlives the reference dropped here: it is freed only after its remover has
+    // held the mutex, which this caller now holds.
+    std::shared_ptr<CAMERA_HANDLE_S> held;
+    const int ret = acquireHandle(handle, site, lock, held);
+    record = held.get();
+    return ret;
 }
 
 int unexpectedFailure(const CallSite& site) noexcept
@@ -133,25 +257,32 @@ int QV_SDK_Deinit()
     }
 }
 
+namespace {
+
+bool initialised()
+{
+    std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+    return g_stCameraCtx.initialised;
+}
+
+}  // namespace
+
 int QV_SDK_GetCameraList(std::list<void*>& list)
 {
     try {
-        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        if (!g_stCameraCtx.initialised) {
+        if (!initialised()) {
             QV_LOGE("sdk not init");
             return QV_SDK_ERR_FAILED;
         }
+        // Enumeration has a lock of its own; the context is held only to add the handles.
         std::vector<QV_CAM_ATTR> attrs;
         getCameraAtrrsList(supportedUsbIds(), attrs);
         if (attrs.empty()) {
             QV_LOGW("No device found !");
             return QV_SDK_OK;
         }
-        for (const QV_CAM_ATTR& attr : attrs) {
-            CAMERA_HANDLE_S* record = newHandle(attr);
-            list.push_back(record);
-            g_stCameraCtx.handles.push_back(record);
-        }
+        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+        for (const QV_CAM_ATTR& attr : attrs) list.push_back(addHandle(attr));
         return static_cast<int>(attrs.size());
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);
@@ -161,19 +292,19 @@ int QV_SDK_GetCameraList(std::list<void*>& list)
 int QV_SDK_FreeCameraList(std::list<void*>& list)
 {
     try {
-        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+        std::vector<std::shared_ptr<CAMERA_HANDLE_S>> taken;
+        {
+            std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+            for (void* handle : list)
+                if (auto record = takeHandle(handle)) taken.push_back(std::move(record));
+        }
+        // A pointer the library does not know (already freed, or foreign) is only dropped.
+        list.clear();
         int ret = QV_SDK_OK;
-        while (!list.empty()) {
-            void* handle = list.front();
-            auto it = std::find(g_stCameraCtx.handles.begin(), g_stCameraCtx.handles.end(), handle);
-            if (it != g_stCameraCtx.handles.end()) {
-                g_stCameraCtx.handles.erase(it);
-                auto* record = static_cast<CAMERA_HANDLE_S*>(handle);
-                if (record->driver != nullptr) ret = closeDriver(record);
-                delete record;
-            }
-            // A pointer the library does not know (already freed, or foreign) is only dropped.
-            list.pop_front();
+        for (const auto& record : taken) {
+            const bool wasOpen = record->driver != nullptr;
+            const int closed = releaseRecord(record);
+            if (wasOpen) ret = closed;
         }
         return ret;
     } catch (...) {
@@ -184,8 +315,7 @@ int QV_SDK_FreeCameraList(std::list<void*>& list)
 int QV_SDK_CreateCamHandle(void*& handle, QV_CAM_ATTR* attr)
 {
     try {
-        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        if (!g_stCameraCtx.initialised) {
+        if (!initialised()) {
             QV_LOGE("sdk not init");
             return QV_SDK_ERR_FAILED;
         }
@@ -201,9 +331,8 @@ int QV_SDK_CreateCamHandle(void*& handle, QV_CAM_ATTR* attr)
         auto found = std::find_if(attrs.begin(), attrs.end(),
                                   [&](const QV_CAM_ATTR& a) { return sameCamera(a, wanted); });
         if (found == attrs.end()) return QV_SDK_ERR_NO_SUCH_CAMERA;
-        CAMERA_HANDLE_S* record = newHandle(*found);
-        handle = record;
-        g_stCameraCtx.handles.push_back(record);
+        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+        handle = addHandle(*found);
         return QV_SDK_OK;
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);
@@ -214,21 +343,21 @@ int QV_SDK_DestoryCamHandle(void* handle)
 {
     try {
         if (handle == nullptr) return QV_SDK_ERR_NULL_HANDLE;
-        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        if (!g_stCameraCtx.initialised) {
-            QV_LOGE("sdk not init");
-            return QV_SDK_ERR_FAILED;
+        std::shared_ptr<CAMERA_HANDLE_S> record;
+        {
+            std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+            if (!g_stCameraCtx.initialised) {
+                QV_LOGE("sdk not init");
+                return QV_SDK_ERR_FAILED;
+            }
+            record = takeHandle(handle);
         }
-        if (!handleListed(handle)) {
+        if (!record) {
             QV_LOGE("This camera handle not exist");
             return QV_SDK_ERR_UNKNOWN_HANDLE;
         }
-        auto* record = static_cast<CAMERA_HANDLE_S*>(handle);
-        {
-            std::lock_guard<std::mutex> camera(record->lock);
-            g_stCameraCtx.handles.remove(handle);
-        }
-        delete record;
+        // An open camera is stopped and closed first: nothing is delivered with a dead handle.
+        releaseRecord(record);
         return QV_SDK_OK;
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);
@@ -240,7 +369,7 @@ int QV_SDK_IsHandleExist(void* handle)
     try {
         if (handle == nullptr) return QV_SDK_ERR_NULL_HANDLE;
         std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        if (handleListed(handle)) return QV_SDK_OK;
+        if (g_stCameraCtx.records.count(handle) != 0) return QV_SDK_OK;
         QV_LOGE("This camera handle not exist");
         return QV_SDK_ERR_UNKNOWN_HANDLE;
     } catch (...) {
@@ -275,20 +404,23 @@ int QV_SDK_GetCameraAttrs(void* handle, QV_CAM_ATTR& attr)
 int QV_SDK_OpenCamera(void* handle, const char* path)
 {
     const CallSite site = QV_CALL_SITE;
+    std::shared_ptr<CameraSession> failed;  // destroyed last, after the handle mutex is released
     try {
         std::unique_lock<std::mutex> lock;
         CAMERA_HANDLE_S* record = nullptr;
         if (int ret = acquireHandle(handle, site, lock, record); ret != 0) return ret;
-        if (record->driver != nullptr) {
+        if (record->session) {
             QV_LOGW("This camera already open");
             return QV_SDK_OK;
         }
-        std::unique_ptr<ICameraOps> driver(createCameraInstance(record->attr, handle));
-        if (!driver) {
+        std::shared_ptr<CameraSession> session(new CameraSession(handle), retireSession);
+        session->driver.reset(createCameraInstance(record->attr, handle));
+        if (!session->driver) {
             QV_LOGE("create camera instance fail");
             return QV_SDK_ERR_FAILED;
         }
-        record->driver = driver.release();
+        record->session = session;
+        record->driver = session->driver.get();
         int ret = -1;
         try {
             ret = record->driver->open(path);
@@ -297,7 +429,12 @@ int QV_SDK_OpenCamera(void* handle, const char* path)
         }
         if (ret == 0) return QV_SDK_OK;
         QV_LOGE("init camera error, maybe reopen can solve it");
-        closeDriver(record);
+        try {
+            record->driver->close();
+        } catch (...) {
+        }
+        record->driver = nullptr;
+        failed = std::move(record->session);
         return ret;
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);
@@ -306,57 +443,65 @@ int QV_SDK_OpenCamera(void* handle, const char* path)
 
 int QV_SDK_CloseCamera(void* handle)
 {
-    const CallSite site = QV_CALL_SITE;
-    try {
-        std::unique_lock<std::mutex> lock;
-        CAMERA_HANDLE_S* record = nullptr;
-        if (int ret = acquireHandle(handle, site, lock, record); ret != 0) return ret;
-        if (record->driver == nullptr) {
-            QV_LOGI("This camera not open yet");
-            return QV_SDK_OK;
-        }
-        const int ret = record->driver->close();
-        if (ret == 0) {
+    return transition(
+        handle, QV_CALL_SITE, "This camera not open yet", true,
+        [](CameraSession& session) { return session.driver->close(); },
+        [](CAMERA_HANDLE_S& record, const std::shared_ptr<CameraSession>& session, int ret) {
             // A failed close keeps the driver so that close can be retried.
-            delete record->driver;
-            record->driver = nullptr;
-        }
-        return ret;
-    } catch (...) {
-        return unexpectedFailure(QV_CALL_SITE);
-    }
+            if (ret == 0 && record.session == session) {
+                record.session.reset();
+                record.driver = nullptr;
+            }
+        });
 }
-
 
 int QV_SDK_RegisterStreamCallback(void* handle, STREAM_CALLBACK_S* callback)
 {
-    return withOpenCamera(handle, QV_CALL_SITE, "register callback failed, please open camera first",
-                           [&](ICameraOps& driver) -> int { return driver.registerDataCallback(callback); });
+    const CallSite site = QV_CALL_SITE;
+    return withCamera(handle, site, [&](CAMERA_HANDLE_S& record) -> int {
+        if (int ret = requireOpen(&record, site, "register callback failed, please open camera first"); ret != 0)
+            return ret;
+        STREAM_CALLBACK_S routed = record.session->relay.route(callback);
+        return record.driver->registerDataCallback(&routed);
+    });
 }
 
 int QV_SDK_RegisterInnerStreamCallback(void* handle, STREAM_CALLBACK_INNER_S* callback)
 {
-    return withOpenCamera(handle, QV_CALL_SITE, "register callback failed, please open camera first",
-                           [&](ICameraOps& driver) -> int { return driver.registerInnerDataCallback(callback); });
+    const CallSite site = QV_CALL_SITE;
+    return withCamera(handle, site, [&](CAMERA_HANDLE_S& record) -> int {
+        if (int ret = requireOpen(&record, site, "register callback failed, please open camera first"); ret != 0)
+            return ret;
+        STREAM_CALLBACK_INNER_S routed = record.session->relay.route(callback);
+        return record.driver->registerInnerDataCallback(&routed);
+    });
 }
+
+namespace {
+void keepSession(CAMERA_HANDLE_S&, const std::shared_ptr<CameraSession>&, int) {}
+}  // namespace
 
 int QV_SDK_StartStream(void* handle, int mask)
 {
-    return withOpenCamera(handle, QV_CALL_SITE, "please open camera first",
-                           [&](ICameraOps& driver) -> int { return driver.startStreaming(mask); });
+    return transition(
+        handle, QV_CALL_SITE, "please open camera first", false,
+        [mask](CameraSession& session) { return session.driver->startStreaming(mask); }, keepSession);
 }
 
 int QV_SDK_StopStream(void* handle, int mask)
 {
-    return withOpenCamera(handle, QV_CALL_SITE, "please open camera first",
-                           [&](ICameraOps& driver) -> int { return driver.stopStreaming(mask); });
+    return transition(
+        handle, QV_CALL_SITE, "please open camera first", false,
+        [mask](CameraSession& session) { return session.driver->stopStreaming(mask); }, keepSession);
 }
 
 int QV_SDK_GetCameraHandle(void* handle, ICameraOps*& ops, QV_CAM_ATTR* attr)
 {
-    return withOpenCamera(handle, QV_CALL_SITE, "please open camera first", [&](ICameraOps& driver) -> int {
-        ops = &driver;
-        if (attr != nullptr) std::memcpy(attr, &static_cast<CAMERA_HANDLE_S*>(handle)->attr, sizeof *attr);
+    const CallSite site = QV_CALL_SITE;
+    return withCamera(handle, site, [&](CAMERA_HANDLE_S& record) -> int {
+        if (int ret = requireOpen(&record, site, "please open camera first"); ret != 0) return ret;
+        ops = record.driver;
+        if (attr != nullptr) std::memcpy(attr, &record.attr, sizeof *attr);
         return QV_SDK_OK;
     });
 }
@@ -364,8 +509,7 @@ int QV_SDK_GetCameraHandle(void* handle, ICameraOps*& ops, QV_CAM_ATTR* attr)
 int QV_SDK_StartListener(QV_LISTENER_CALLBACK& callback, QV_LISTENER_TYPE type, bool enumerate)
 {
     try {
-        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        if (!g_stCameraCtx.initialised) {
+        if (!initialised()) {
             QV_LOGE("sdk not init");
             return QV_SDK_ERR_FAILED;
         }
@@ -378,8 +522,11 @@ int QV_SDK_StartListener(QV_LISTENER_CALLBACK& callback, QV_LISTENER_TYPE type, 
             QV_LOGE("Not support listener type:", static_cast<int>(type));
             return QV_SDK_ERR_NO_SUCH_CAMERA;
         }
-        const int ret = listener->start(callback, enumerate);
-        g_stCameraCtx.listeners.push_back(listener.release());
+        // Started outside the context mutex: its callbacks may call the library at once.
+        auto relay = std::make_unique<ListenerRelay>(std::move(listener), callback);
+        const int ret = relay->start(enumerate);
+        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+        g_stCameraCtx.listeners.push_back(std::move(relay));
         return ret;
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);
@@ -389,12 +536,13 @@ int QV_SDK_StartListener(QV_LISTENER_CALLBACK& callback, QV_LISTENER_TYPE type, 
 int QV_SDK_StopListener()
 {
     try {
-        std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
-        for (IListener* listener : g_stCameraCtx.listeners) {
-            listener->stop();
-            delete listener;
+        std::list<std::unique_ptr<ListenerRelay>> stopping;
+        {
+            std::lock_guard<std::mutex> ctx(g_stCameraCtx.mutex);
+            stopping.swap(g_stCameraCtx.listeners);
         }
-        g_stCameraCtx.listeners.clear();
+        // Joined outside the context mutex: a callback still running may be calling the library.
+        for (auto& relay : stopping) ListenerRelay::stopAndDestroy(std::move(relay));
         return QV_SDK_OK;
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);

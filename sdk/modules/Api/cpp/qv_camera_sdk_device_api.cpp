@@ -365,8 +365,10 @@ int lockOpenDriver(void* handle, const CallSite& site, std::unique_lock<std::mut
         logAt("ERROR", site, "get camera handle fail.");
         return -1;
     }
-    lock = std::unique_lock<std::mutex>(*GetCameraLock(handle));
-    driver = static_cast<CAMERA_HANDLE_S*>(handle)->driver;  // read again: it may have closed meanwhile
+    // Looked up again: the camera may have been closed, or its handle destroyed, meanwhile.
+    CAMERA_HANDLE_S* record = nullptr;
+    if (int ret = acquireHandle(handle, site, lock, record); ret != 0) return ret;
+    driver = record->driver;
     if (driver == nullptr) {
         logAt("ERROR", site, "please open camera first");
         return -101;

@@ -1,5 +1,6 @@
 #include "UvcCamera.h"
 
+#include <dlfcn.h>
 #include <libusb.h>
 
 #include <algorithm>
@@ -9,6 +10,28 @@
 
 #include "Logger.h"
 #include "UsbControlRequest.h"
+
+// libusb 1.0.26 answers libusb_set_interface_alt_setting on a device it has seen leave with
+// LIBUSB_ERROR_NO_DEVICE after unlocking the handle's mutex, which it never locked. That
+// leaves the mutex with a negative user count, so libusb_close later fails to destroy it and
+// aborts the process ("usbi_mutex_destroy: Assertion ... failed"). libuvc switches interfaces
+// back to setting 0 whenever it stops a stream or closes a device, so every unplugged UVC
+// camera would otherwise have to be left open until the process ends.
+//
+// This definition is found before libusb's (the library is linked ahead of libusb; it lives here,
+// beside its only reason, so that every program with this transport has it): for a
+// device that has left it answers as libusb would, without touching the mutex; every other
+// call goes to libusb unchanged.
+__attribute__((visibility("default"))) int LIBUSB_CALL libusb_set_interface_alt_setting(libusb_device_handle* handle, int interface, int alternate)
+{
+    using Function = int (*)(libusb_device_handle*, int, int);
+    static const Function libusbOwn =
+        reinterpret_cast<Function>(dlsym(RTLD_NEXT, "libusb_set_interface_alt_setting"));
+    // Reads libusb's "attached" state before any request reaches the device.
+    if (handle != nullptr && libusb_kernel_driver_active(handle, interface) == LIBUSB_ERROR_NO_DEVICE)
+        return LIBUSB_ERROR_NO_DEVICE;
+    return libusbOwn != nullptr ? libusbOwn(handle, interface, alternate) : LIBUSB_ERROR_NOT_SUPPORTED;
+}
 
 uvc_error_t uvc_find_device2(uvc_context_t* context, uvc_device_t** device, int vid, int pid, int bus, int address)
 {
@@ -31,52 +54,101 @@ uvc_error_t uvc_find_device2(uvc_context_t* context, uvc_device_t** device, int 
     return UVC_SUCCESS;
 }
 
-UvcCamera::UvcCamera(int vid, int pid, int bus, int address, bool readSerial) : m_readSerial(readSerial)
+namespace {
+thread_local const UvcCamera* t_delivering = nullptr;
+}
+
+UvcCamera::UvcCamera(int vid, int pid, int bus, int address, bool readSerial)
+    : m_vid(vid), m_pid(pid), m_bus(bus), m_address(address), m_readSerial(readSerial)
+{
+    findDevice();
+    if (m_device != nullptr) readPortInfo(bus, address);
+}
+
+UvcCamera::~UvcCamera()
+{
+    // Never run on the transport's own thread: the driver layer destroys transports elsewhere.
+    std::unique_lock<std::mutex> lock(m_mutex);
+    settle(lock);
+    if (m_handle != nullptr) teardown(lock);
+    if (m_device != nullptr) uvc_unref_device(m_device);
+    if (m_context != nullptr) uvc_exit(m_context);
+}
+
+void UvcCamera::findDevice()
 {
     if (uvc_init(&m_context, nullptr) != UVC_SUCCESS) {
         m_context = nullptr;
         QV_LOGE("uvc_init");
         return;
     }
-    if (uvc_find_device2(m_context, &m_device, vid, pid, bus, address) != UVC_SUCCESS) {
+    if (uvc_find_device2(m_context, &m_device, m_vid, m_pid, m_bus, m_address) != UVC_SUCCESS) {
         m_device = nullptr;
         QV_LOGE("uvc_find_device");
+    }
+}
+
+bool UvcCamera::onOwnThread() const { return t_delivering == this; }
+
+void UvcCamera::noteUnplug(uvc_device_handle_t* handle)
+{
+    // libusb's "attached" state, read without taking the handle's lock.
+    if (m_unplugNoted || libusb_kernel_driver_active(uvc_get_libusb_handle(handle), 0) != LIBUSB_ERROR_NO_DEVICE)
+        return;
+    m_unplugNoted = true;
+    QV_LOGW("the camera was unplugged: its stream ended");
+}
+
+void UvcCamera::settle(std::unique_lock<std::mutex>& lock)
+{
+    m_idle.wait(lock, [this] { return !m_busy; });
+    if (m_closing) {
+        teardown(lock);
         return;
     }
-    readPortInfo(bus, address);
+    if (m_streaming && m_gate && !m_gate->open) stopStream(lock);  // stopped from inside the callback
 }
 
-UvcCamera::~UvcCamera()
+void UvcCamera::stopStream(std::unique_lock<std::mutex>& lock)
 {
-    if (m_handle != nullptr && deviceGone()) abandonSession();
-    if (m_handle != nullptr) {
-        if (m_streaming) uvc_stop_streaming(m_handle);
-        uvc_close(m_handle);
-    }
-    if (m_device != nullptr) uvc_unref_device(m_device);
-    // uvc_exit would close the abandoned handle, and hang with it.
-    if (m_context != nullptr && !m_abandoned) uvc_exit(m_context);
-}
-
-bool UvcCamera::deviceGone() const
-{
-    // Reads libusb's "attached" state without taking the handle's lock.
-    return libusb_kernel_driver_active(uvc_get_libusb_handle(m_handle), 0) == LIBUSB_ERROR_NO_DEVICE;
-}
-
-// libusb 1.0.26 returns from libusb_set_interface_alt_setting with the handle's lock
-// still held when it already saw the device leave; libuvc's stop and close call it and
-// would then wait on that lock forever. So the session of an unplugged device (libuvc
-// context, handle, its idle event thread) is left as it is until the process ends:
-// a bounded cost per unplug, instead of a hung application.
-void UvcCamera::abandonSession()
-{
-    QV_LOGW("the camera was unplugged: its USB session is kept until the process ends");
-    closeGate();
-    (void)m_gate.release();  // libuvc's callback thread may still look at it: it stays with the session
-    m_abandoned = true;
-    m_handle = nullptr;
+    if (m_gate) m_gate->open = false;
+    uvc_device_handle_t* handle = m_handle;
+    m_busy = true;
+    lock.unlock();
+    noteUnplug(handle);
+    // Returns once libuvc's streaming thread has delivered its last frame and ended.
+    uvc_stop_streaming(handle);
+    lock.lock();
     m_streaming = false;
+    m_gate.reset();
+    m_busy = false;
+    m_idle.notify_all();
+}
+
+void UvcCamera::teardown(std::unique_lock<std::mutex>& lock)
+{
+    if (m_gate) m_gate->open = false;
+    uvc_device_handle_t* handle = m_handle;
+    uvc_device_t* device = m_device;
+    uvc_context_t* context = m_context;
+    const bool streaming = m_streaming;
+    m_handle = nullptr;
+    m_device = nullptr;
+    m_context = nullptr;
+    m_closing = false;
+    m_busy = true;
+    lock.unlock();
+    noteUnplug(handle);
+    if (streaming) uvc_stop_streaming(handle);
+    uvc_close(handle);  // joins libuvc's event thread
+    if (device != nullptr) uvc_unref_device(device);
+    // The whole session goes: a later open starts afresh with a context of its own.
+    if (context != nullptr) uvc_exit(context);
+    lock.lock();
+    m_streaming = false;
+    m_gate.reset();
+    m_busy = false;
+    m_idle.notify_all();
 }
 
 // libuvc keeps its libusb device private, so the port is read through a short-lived
@@ -104,11 +176,19 @@ void UvcCamera::readPortInfo(int bus, int address)
 
 int UvcCamera::open()
 {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (onOwnThread()) {
+        QV_LOGE("the camera cannot be opened from inside its own frame callback");
+        return -1;
+    }
+    settle(lock);
+    if (m_handle != nullptr) return 0;
+    if (m_context == nullptr) findDevice();  // closed before: a new session
     if (m_device == nullptr) {
         QV_LOGE("can't open the device, find device failed");
         return -1;
     }
-    if (m_handle != nullptr) return 0;
+    m_unplugNoted = false;
     const uvc_error_t ret = uvc_open(m_device, &m_handle);
     if (ret != UVC_SUCCESS) {
         m_handle = nullptr;
@@ -133,16 +213,15 @@ int UvcCamera::open()
 
 int UvcCamera::close()
 {
-    if (m_handle != nullptr && deviceGone()) abandonSession();
-    if (m_handle != nullptr) {
-        if (m_streaming) {
-            uvc_stop_streaming(m_handle);
-            m_streaming = false;
-        }
-        uvc_close(m_handle);
-        // Forget the handle so that a later call reports "the camera not opened".
-        m_handle = nullptr;
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (onOwnThread()) {
+        // The session cannot end on its own thread: no frame after this one, the rest later.
+        if (m_handle != nullptr) m_closing = true;
+        if (m_gate) m_gate->open = false;
+        return 0;
     }
+    settle(lock);
+    if (m_handle != nullptr) teardown(lock);
     return 0;
 }
 
@@ -152,8 +231,18 @@ int UvcCamera::read(void*, int, int) { return 0; }
 
 int UvcCamera::start(video_cfg const& cfg)
 {
+    std::unique_lock<std::mutex> lock(m_mutex);
+    if (onOwnThread()) {
+        QV_LOGE("a stream cannot be started from inside its own frame callback");
+        return -1;
+    }
+    settle(lock);
     if (m_handle == nullptr) {
         QV_LOGE("the camera not opened");
+        return -1;
+    }
+    if (m_streaming) {
+        QV_LOGE("the camera is already streaming");
         return -1;
     }
     m_cfg = cfg;
@@ -171,6 +260,7 @@ int UvcCamera::start(video_cfg const& cfg)
     m_gate = std::make_unique<FrameGate>(this);
     const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_gate.get(), 0);
     if (ret != UVC_SUCCESS) {
+        m_gate.reset();
         QV_LOGE("uvc_start_streaming:", uvc_strerror(ret));
         return -3;
     }
@@ -180,42 +270,28 @@ int UvcCamera::start(video_cfg const& cfg)
 
 int UvcCamera::stop()
 {
+    std::unique_lock<std::mutex> lock(m_mutex);
     if (m_handle == nullptr) {
         QV_LOGE("the camera not opened");
         return -1;
     }
-    if (deviceGone()) {
-        abandonSession();  // the stream ended with the device
+    if (onOwnThread()) {
+        // No frame after the current one; the thread is joined by the next outside call.
+        if (m_gate) m_gate->open = false;
         return 0;
     }
-    // Returns once libuvc's streaming thread has delivered its last frame.
-    uvc_stop_streaming(m_handle);
-    m_streaming = false;
+    settle(lock);
+    if (m_streaming) stopStream(lock);
     return 0;
-}
-
-namespace {
-thread_local bool t_inFrameCallback = false;
 }
 
 void UvcCamera::image_callback(uvc_frame* frame, void* user)
 {
     auto* gate = static_cast<FrameGate*>(user);
-    ++gate->inFlight;  // counted before the check, so closeGate never misses a frame in flight
-    if (gate->open) {
-        t_inFrameCallback = true;
-        gate->camera->deliver(frame);
-        t_inFrameCallback = false;
-    }
-    --gate->inFlight;
-}
-
-void UvcCamera::closeGate()
-{
-    if (!m_gate) return;
-    m_gate->open = false;
-    if (t_inFrameCallback) return;  // stopped from inside a frame: that frame finishes by itself
-    while (m_gate->inFlight > 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+    if (!gate->open) return;
+    t_delivering = gate->camera;
+    gate->camera->deliver(frame);
+    t_delivering = nullptr;
 }
 
 void UvcCamera::deliver(uvc_frame* frame)
@@ -242,7 +318,10 @@ void UvcCamera::deliver(uvc_frame* frame)
 
 int UvcCamera::cmdMsg(void* request)
 {
-    if (m_handle == nullptr) {
+    // Held for the transfer, so the handle cannot be closed under it; a close waiting for this
+    // thread's callback never holds it.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_handle == nullptr || m_closing) {
         QV_LOGE("the camera not opened");
         return -1;
     }

@@ -5,6 +5,8 @@
 #include <libuvc/libuvc.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,24 +38,30 @@ public:
     const std::vector<int>& portPath() const { return m_portPath; }
 
 private:
-    // What libuvc's callback thread holds on to. Closing it guarantees that no frame
-    // reaches the driver any more, even when libuvc's session cannot be stopped.
+    // What libuvc's callback thread is handed for one stream; closed, no frame reaches the driver.
     struct FrameGate {
         explicit FrameGate(UvcCamera* owner) : camera(owner) {}
         UvcCamera* camera;
         std::atomic<bool> open{true};
-        std::atomic<int> inFlight{0};
     };
 
     void deliver(uvc_frame* frame);
-    // Closes the gate and waits for a frame being delivered (unless called from inside one).
-    void closeGate();
     void readPortInfo(int bus, int address);
-    // True once libusb knows the device has left (it was unplugged).
-    bool deviceGone() const;
-    // Leaves an unplugged device's libuvc session alone: see abandonSession() in the source.
-    void abandonSession();
+    // Makes the libuvc context and finds the device (again, after a close); logs what fails.
+    void findDevice();
+    // On libuvc's callback thread of this transport.
+    bool onOwnThread() const;
+    // Waits for another thread's join, then finishes a stop or close asked for from inside the
+    // callback. Never on the transport's own thread.
+    void settle(std::unique_lock<std::mutex>& lock);
+    // Stops libuvc's stream and joins its thread, without the lock.
+    void stopStream(std::unique_lock<std::mutex>& lock);
+    // Stops, closes and ends the libuvc session, without the lock.
+    void teardown(std::unique_lock<std::mutex>& lock);
+    // Logs once per session when libusb has seen the device leave.
+    void noteUnplug(uvc_device_handle_t* handle);
 
+    const int m_vid, m_pid, m_bus, m_address;
     uvc_context_t* m_context = nullptr;
     uvc_device_t* m_device = nullptr;
     uvc_device_handle_t* m_handle = nullptr;
@@ -63,7 +71,13 @@ private:
     uvc_stream_ctrl_t m_ctrl{};
     std::string m_serial;
     bool m_readSerial = false;
-    bool m_streaming = false;
-    bool m_abandoned = false;  // the session of an unplugged device is never torn down
+
+    // Guards the session state below; never held while a callback runs or a thread is joined.
+    std::mutex m_mutex;
+    std::condition_variable m_idle;
+    bool m_busy = false;       // a thread is joining libuvc's threads without the lock
+    bool m_streaming = false;  // libuvc's stream runs (and must be stopped from outside the callback)
+    bool m_closing = false;    // closed from inside the callback: torn down by the next outside call
+    bool m_unplugNoted = false;
     std::unique_ptr<FrameGate> m_gate;
 };
