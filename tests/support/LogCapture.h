@@ -58,6 +58,17 @@ inline int countLogLines(const std::string& output, const std::string& level, co
     return n;
 }
 
+// Number of log lines of a level whose message is exactly message, from any source and function.
+inline int countMessages(const std::string& output, const std::string& level, const std::string& message)
+{
+    const std::regex pattern("^\\d{4}-\\d{2}-\\d{2} \\d{2}:\\d{2}:\\d{2}\\[" + level + "\\] \\[.*\\] " +
+                             regexEscape(message) + "$");
+    int n = 0;
+    for (const auto& line : splitLines(output))
+        if (std::regex_match(line, pattern)) ++n;
+    return n;
+}
+
 // Number of log lines of any source/function/level.
 inline int countAnyLogLines(const std::string& output)
 {
