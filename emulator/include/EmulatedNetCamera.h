@@ -46,8 +46,12 @@ public:
 
     bool ready() const { return m_listen >= 0 && m_reply >= 0; }
     const std::string& address() const { return m_address; }
-    // A silent camera neither answers nor announces (switched off, or cable pulled).
-    void setSilent(bool silent) { m_silent = silent; }
+    // Whether it answers discovery and sends its announcements; both off is a camera
+    // switched off or unplugged.
+    void setAnswering(bool on) { m_answering = on; }
+    void setAnnouncing(bool on);
+    // When it last announced itself (steady clock).
+    std::chrono::steady_clock::time_point lastAnnouncement() const;
     // Discovery requests heard, and the bytes of the last datagram heard on port 5678.
     int requestsHeard() const { return m_requests; }
     std::vector<uint8_t> lastDatagram() const;
@@ -62,7 +66,9 @@ private:
     NetCameraConfig m_config;
     int m_listen = -1;
     int m_reply = -1;
-    std::atomic<bool> m_silent{false};
+    std::atomic<bool> m_answering{true};
+    bool m_announcing = true;  // under m_mutex, with m_lastAnnouncement
+    std::chrono::steady_clock::time_point m_lastAnnouncement{};
     std::atomic<bool> m_stop{false};
     std::atomic<int> m_requests{0};
     mutable std::mutex m_mutex;

@@ -97,10 +97,26 @@ std::vector<uint8_t> EmulatedNetCamera::answer() const
     return std::vector<uint8_t>(datagram.begin(), datagram.end());
 }
 
+void EmulatedNetCamera::setAnnouncing(bool on)
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_announcing = on;
+}
+
+std::chrono::steady_clock::time_point EmulatedNetCamera::lastAnnouncement() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_lastAnnouncement;
+}
+
 void EmulatedNetCamera::announce()
 {
+    // Under the lock, so that once setAnnouncing(false) returns no announcement follows.
+    std::lock_guard<std::mutex> lock(m_mutex);
+    if (!m_announcing) return;
     const std::vector<uint8_t> datagram = answer();
     const sockaddr_in to = endpoint("255.255.255.255", kAnnouncePort);
+    m_lastAnnouncement = std::chrono::steady_clock::now();
     sendto(m_reply, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&to), sizeof to);
 }
 
@@ -109,7 +125,7 @@ void EmulatedNetCamera::serve()
     auto nextAnnouncement = std::chrono::steady_clock::now();
     while (!m_stop) {
         if (m_config.announceEvery.count() > 0 && std::chrono::steady_clock::now() >= nextAnnouncement) {
-            if (!m_silent) announce();
+            announce();
             nextAnnouncement += m_config.announceEvery;
         }
         pollfd p{m_listen, POLLIN, 0};
@@ -125,7 +141,7 @@ void EmulatedNetCamera::serve()
         }
         if (!isRequest(buffer, n)) continue;
         ++m_requests;
-        if (m_silent) continue;
+        if (!m_answering) continue;
         const std::vector<uint8_t> datagram = answer();
         sendto(m_reply, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&from), length);
     }
