@@ -103,14 +103,18 @@ Background::~Background()
     }
 }
 
-bool Background::waitForError(const std::string& text)
+bool Background::waitFor(const char* suffix, const std::string& text)
 {
     for (int i = 0; i < 600; ++i) {
-        if (readFile(m_base + ".err").find(text) != std::string::npos) return true;
+        if (readFile(m_base + suffix).find(text) != std::string::npos) return true;
         usleep(50 * 1000);
     }
     return false;
 }
+
+bool Background::waitForError(const std::string& text) { return waitFor(".err", text); }
+
+bool Background::waitForOutput(const std::string& text) { return waitFor(".out", text); }
 
 void Background::signal(int number)
 {

@@ -29,12 +29,16 @@ class Background {
 public:
     explicit Background(const std::vector<std::string>& argv, const RunOptions& options = {});
     ~Background();
-    // Waits (up to a generous limit) until the program has written `text` on standard error.
+    // Waits (up to a generous limit) until the program has written `text` on standard error
+    // (standard output).
     bool waitForError(const std::string& text);
+    bool waitForOutput(const std::string& text);
     void signal(int number);
     Outcome finish();
 
 private:
+    bool waitFor(const char* suffix, const std::string& text);
+
     int m_pid = -1;
     std::string m_base;
 };

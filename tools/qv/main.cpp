@@ -3,6 +3,7 @@
 //   qv info [selector]                        one camera in detail
 //   qv stream [selector] [options]            stream, show rates, save frames
 //   qv set NAME VALUE / qv get NAME [selector] Fl30c settings
+//   qv watch [--seconds N]                    cameras arriving and leaving
 // Anywhere: --emulate MODEL[,N][,MODEL[,N]...] runs against built-in emulated cameras;
 // --quiet drops the library's log lines (they go to standard error otherwise).
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include "ListCommand.h"
 #include "SettingsCommand.h"
 #include "StreamCommand.h"
+#include "WatchCommand.h"
 
 #ifdef ORR_QV_WITH_EMULATOR
 #include "EmulatorSession.h"
@@ -34,6 +36,7 @@ int usage(FILE* to)
                  "  stream [selector] [...]   stream frames; 'qv stream --help' for its options\n"
                  "  set NAME VALUE [selector] change an Fl30c setting\n"
                  "  get NAME [selector]       read an Fl30c setting\n"
+                 "  watch [--seconds N]       cameras arriving and leaving (USB and network), until Ctrl-C\n"
                  "selector: --index N | --serial TEXT | --bus B --port-path P\n"
                  "--emulate MODEL[,N][,...]: use N emulated cameras of each MODEL (e.g. fl30c,2) instead of the attached ones\n");
     return to == stdout ? 0 : 2;
@@ -65,7 +68,7 @@ int main(int argc, char** argv)
     args.erase(args.begin());
     if (command == "help" || command == "--help" || command == "-h") return usage(stdout);
     const bool known = command == "list" || command == "info" || command == "stream" || command == "set" ||
-                       command == "get";
+                       command == "get" || command == "watch";
     if (!known) {
         std::fprintf(stderr, "qv: unknown command \"%s\"\n", command.c_str());
         return usage(stderr);
@@ -74,6 +77,10 @@ int main(int argc, char** argv)
         if (a == "--help" || a == "-h") {
             if (command == "stream") {
                 std::printf("%s", qv::StreamCommand::usage());
+                return 0;
+            }
+            if (command == "watch") {
+                std::printf("%s", qv::WatchCommand::usage());
                 return 0;
             }
             if (command == "set" || command == "get") {
@@ -115,5 +122,6 @@ int main(int argc, char** argv)
     if (command == "info") return qv::InfoCommand::run(args);
     if (command == "stream") return qv::StreamCommand::run(args);
     if (command == "set") return qv::SettingsCommand::runSet(args);
+    if (command == "watch") return qv::WatchCommand::run(args);
     return qv::SettingsCommand::runGet(args);
 }
