@@ -9,12 +9,14 @@ scripts/install-deps.sh
 cmake -S . -B build -G Ninja -DCMAKE_BUILD_TYPE=Release -DORR_BUILD_TESTS=OFF -DORR_BUILD_BENCH=OFF >/dev/null
 cmake --build build -j"$(nproc)"
 
-qv=build/tools/qv/qv
+# qv runs in a private network namespace (only loopback), so that listing cameras sends no
+# discovery broadcast out of this machine; USB cameras are seen as usual.
+qv() { scripts/private-net.sh build/tools/qv/qv "$@"; }
 source=()
-if [[ $("$qv" list --json --quiet) == "[]" ]]; then
+if [[ $(qv list --json --quiet) == "[]" ]]; then
   echo "No camera is attached: streaming from the built-in emulated Fl30c."
   source=(--emulate fl30c)
 fi
-"$qv" list "${source[@]}" --quiet
-"$qv" stream "${source[@]}" --seconds 4 --save out --save-at 30 --quiet
+qv list "${source[@]}" --quiet
+qv stream "${source[@]}" --seconds 4 --save out --save-at 30 --quiet
 echo "Pictures and point clouds of the scene are in $root/out/"

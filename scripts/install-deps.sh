@@ -21,9 +21,9 @@ done
 BUILD_PKGS=(build-essential cmake ninja-build pkg-config git
   libusb-1.0-0-dev libuvc-dev libturbojpeg0-dev libcjson-dev libzmq3-dev cppzmq-dev
   libssl-dev libpng-dev
-  umockdev libumockdev-dev udev usbutils)
+  umockdev libumockdev-dev udev usbutils iproute2)
 TEST_PKGS=(libgtest-dev libgmock-dev libbenchmark-dev v4l-utils
-  clang libclang-rt-14-dev valgrind openssl iproute2
+  clang libclang-rt-14-dev valgrind openssl
   libopencv-dev libopencv-contrib-dev imagemagick pcl-tools python3-open3d)
 CROSS_PKGS=(crossbuild-essential-arm64 qemu-user
   libusb-1.0-0-dev:arm64 libuvc0:arm64 libturbojpeg0-dev:arm64 libcjson-dev:arm64

@@ -12,12 +12,17 @@ out=${ORR_CI_DIR:-$root/build-ci}
 jobs=${ORR_JOBS:-$(nproc)}
 skip=",${ORR_SKIP:-},"
 
-t0=$(date +%s)
+t0=${ORR_T0:-$(date +%s)}
 stage() { printf '\n=== %s (%ds elapsed)\n' "$1" $(( $(date +%s) - t0 )); }
 wanted() { [[ "$skip" != *",$1,"* ]]; }
 
-stage "dependencies"
-scripts/install-deps.sh --all
+if [[ -z "${ORR_PRIVATE_NET:-}" ]]; then
+  stage "dependencies"
+  scripts/install-deps.sh --all
+  # The test stages run in a private network namespace (only loopback): no test traffic,
+  # network discovery's broadcasts included, leaves the machine.
+  ORR_PRIVATE_NET=1 ORR_T0=$t0 exec scripts/private-net.sh "$0" "$@"
+fi
 
 # configure <dir> <cmake args...>; build; ctest
 run_suite() {
