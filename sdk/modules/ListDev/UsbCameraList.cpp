@@ -12,8 +12,6 @@
 #include "NetCameraList.h"
 #include "UsbAttrBuilder.h"
 
-std::mutex enum_lock;
-
 namespace {
 
 struct ContextDeleter {
