@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "EmulatorLog.h"
 
@@ -34,21 +35,28 @@ namespace {
 constexpr const char* kPreload = "libumockdev-preload.so.0";
 constexpr const char* kGuard = "ORR_EMULATOR_REEXECUTED";
 
-// A sanitizer runtime insists on being the first library; keep it ahead of the preload.
-std::string sanitizerRuntimes()
+struct ObjectSearch {
+    std::vector<const char*> parts;
+    std::string found;  // paths, each followed by ':'
+};
+
+// The loaded objects whose path contains one of parts.
+std::string loadedObjects(std::vector<const char*> parts)
 {
-    std::string found;
+    ObjectSearch search{std::move(parts), {}};
     dl_iterate_phdr(
         [](dl_phdr_info* info, size_t, void* out) {
+            auto* search = static_cast<ObjectSearch*>(out);
             const char* name = info->dlpi_name;
-            if (name != nullptr && (std::strstr(name, "/libasan.so") || std::strstr(name, "/libtsan.so"))) {
-                auto* list = static_cast<std::string*>(out);
-                *list += std::string(name) + ":";
-            }
+            for (const char* part : search->parts)
+                if (name != nullptr && std::strstr(name, part) != nullptr) {
+                    search->found += std::string(name) + ":";
+                    break;
+                }
             return 0;
         },
-        &found);
-    return found;
+        &search);
+    return search.found;
 }
 
 // A sanitizer runtime preloaded into a child such as lsusb would judge that program
@@ -92,8 +100,8 @@ void raiseOpenFileLimit()
 
 bool PreloadEnvironment::active()
 {
-    const char* preload = std::getenv("LD_PRELOAD");
-    return preload != nullptr && std::strstr(preload, "libumockdev-preload") != nullptr;
+    // Loaded, not merely named: LD_PRELOAD may also name another architecture's copy.
+    return !loadedObjects({"/libumockdev-preload.so"}).empty();
 }
 
 bool PreloadEnvironment::ensure(char** argv)
@@ -109,12 +117,17 @@ bool PreloadEnvironment::ensure(char** argv)
         return false;
     }
     const char* old = std::getenv("LD_PRELOAD");
-    std::string preload = sanitizerRuntimes() + kPreload;
+    // A sanitizer runtime insists on being the first library; keep it ahead of the preload.
+    std::string preload = loadedObjects({"/libasan.so", "/libtsan.so"}) + kPreload;
     if (old != nullptr && *old != '\0') preload += std::string(":") + old;
     setenv("LD_PRELOAD", preload.c_str(), 1);
     setenv(kGuard, "1", 1);
     execv("/proc/self/exe", argv);
-    emulatorLog("re-executing under the umockdev preload failed: %s", std::strerror(errno));
+    if (errno == ENOEXEC)  // a user-mode emulator without binfmt_misc cannot start us again
+        emulatorLog("cannot re-execute under the umockdev preload here: give this architecture's "
+                    "libumockdev-preload.so.0 in LD_PRELOAD");
+    else
+        emulatorLog("re-executing under the umockdev preload failed: %s", std::strerror(errno));
     return false;
 }
 
