@@ -25,11 +25,12 @@ BUILD_PKGS=(build-essential cmake ninja-build pkg-config git
 TEST_PKGS=(libgtest-dev libgmock-dev libbenchmark-dev v4l-utils
   clang libclang-rt-14-dev valgrind openssl
   libopencv-dev libopencv-contrib-dev imagemagick pcl-tools python3-open3d)
-CROSS_PKGS=(crossbuild-essential-arm64 qemu-user
+CROSS_PKGS=(crossbuild-essential-arm64 qemu-user ccache
   libusb-1.0-0-dev:arm64 libuvc0:arm64 libturbojpeg0-dev:arm64 libcjson-dev:arm64
   libzmq3-dev:arm64 cppzmq-dev:arm64 libssl-dev:arm64 libpng-dev:arm64
   libgtest-dev:arm64 libgmock-dev:arm64 libbenchmark-dev:arm64
-  libasan8:arm64 libubsan1:arm64)
+  libasan8:arm64 libubsan1:arm64
+  libumockdev0:arm64 libglib2.0-dev:arm64)
 
 pkgs=("${BUILD_PKGS[@]}")
 (( want_test )) && pkgs+=("${TEST_PKGS[@]}")
