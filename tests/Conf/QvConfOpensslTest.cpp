@@ -11,6 +11,7 @@
 #include "ConfTestFiles.h"
 #include "Fl30cCameraConf.h"
 #include "LogCapture.h"
+#include "TargetProgram.h"
 
 using namespace orrindale::sdk;
 
@@ -33,6 +34,9 @@ Result shell(const std::string& command)
     return result;
 }
 
+// qv-conf as the shell starts it (under the tests' emulator in a cross build).
+std::string tool() { return orrtest::targetCommandLine(QV_CONF_EXE); }
+
 std::string quoted(const std::string& path) { return "'" + path + "'"; }
 
 std::string opensslCipher(const char* direction, bool noPadding)
@@ -48,7 +52,7 @@ TEST(QvConfOpenssl, ToolContainerDecryptsWithOpensslToTheSameJson)
     const std::string document = conftest::kVireneBDocument;
     const std::string in = conftest::writeFile("in.json", document);
     const std::string sealed = conftest::tmpPath("out.bin");
-    ASSERT_EQ(shell(std::string(QV_CONF_EXE) + " encrypt " + quoted(in) + " " + quoted(sealed) + " 2>&1").code, 0);
+    ASSERT_EQ(shell(tool() + " encrypt " + quoted(in) + " " + quoted(sealed) + " 2>&1").code, 0);
 
     const std::string container = conftest::readFile(sealed);
     ASSERT_GE(container.size(), 12u);
@@ -90,7 +94,7 @@ TEST(QvConfOpenssl, OpensslContainersAreReadByTheLibraryAndTheTool)
         EXPECT_EQ(record.rotate, 270);
         EXPECT_EQ(record.maxTh, 4000);
 
-        const Result decrypted = shell(std::string(QV_CONF_EXE) + " decrypt " + quoted(path));
+        const Result decrypted = shell(tool() + " decrypt " + quoted(path));
         EXPECT_EQ(decrypted.code, 0);
         EXPECT_EQ(decrypted.out, document + "\n");
     }
@@ -98,10 +102,10 @@ TEST(QvConfOpenssl, OpensslContainersAreReadByTheLibraryAndTheTool)
 
 TEST(QvConfOpenssl, ToolProcessExitCodes)
 {
-    EXPECT_EQ(shell(std::string(QV_CONF_EXE) + " 2>/dev/null").code, 2);
-    EXPECT_EQ(shell(std::string(QV_CONF_EXE) + " decrypt " + quoted(conftest::tmpPath("missing")) + " 2>/dev/null").code, 1);
+    EXPECT_EQ(shell(tool() + " 2>/dev/null").code, 2);
+    EXPECT_EQ(shell(tool() + " decrypt " + quoted(conftest::tmpPath("missing")) + " 2>/dev/null").code, 1);
     const std::string in = conftest::writeFile("in.json", conftest::kZentaDocument);
-    const Result check = shell(std::string(QV_CONF_EXE) + " check " + quoted(in) + " --module QV_CAM_ZENTA");
+    const Result check = shell(tool() + " check " + quoted(in) + " --module QV_CAM_ZENTA");
     EXPECT_EQ(check.code, 0);
     EXPECT_NE(check.out.find("\n  Camera/Decimal = 2\n"), std::string::npos);
 }

@@ -12,6 +12,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "TargetProgram.h"
+
 namespace qvtest {
 
 namespace {
@@ -131,9 +133,14 @@ Outcome Background::finish()
 
 Outcome runQv(const std::vector<std::string>& args, const RunOptions& options)
 {
-    std::vector<std::string> argv{QV_BINARY};
+    return runProgram(qvCommand(args), options);
+}
+
+std::vector<std::string> qvCommand(const std::vector<std::string>& args)
+{
+    std::vector<std::string> argv = orrtest::targetCommand(QV_BINARY);
     argv.insert(argv.end(), args.begin(), args.end());
-    return runProgram(argv, options);
+    return argv;
 }
 
 std::string scratchDirectory(const std::string& name)
