@@ -22,7 +22,6 @@
 
 #include "EmulatedDeviceTest.h"
 #include "EmulatedFl30c.h"
-#include "EmulatedCpu.h"
 #include "Eventually.h"
 #include "Fl30cScene.h"
 #include "Fl30cTransferBuilder.h"
@@ -43,8 +42,7 @@ constexpr int kStreamFrames = 90;
 constexpr int kCycles = 3;
 #else
 constexpr int kStreamFrames = 300;
-// On an emulated CPU a cycle takes about a second: fewer cycles, the same checks.
-const int kCycles = orrtest::emulatedCpu() ? 20 : 100;
+constexpr int kCycles = 100;
 #endif
 
 constexpr int kGrid = 4;  // ground truth is cast for every 4th pixel of every 4th row
