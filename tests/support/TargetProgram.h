@@ -26,9 +26,7 @@ inline std::vector<std::string> targetCommand(const std::string& program)
 // The same as a shell command line.
 inline std::string targetCommandLine(const std::string& program)
 {
-    std::string line;
-    for (const std::string& word : targetCommand(program)) line += (line.empty() ? "" : " ") + word;
-    return line;
+    return ORR_TARGET_LAUNCHER " " + program;
 }
 
 }  // namespace orrtest
