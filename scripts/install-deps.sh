@@ -5,6 +5,7 @@
 #   scripts/install-deps.sh            build the library, tools and emulator
 #   scripts/install-deps.sh --test     + test, sanitizer, fuzzing and peer-library packages
 #   scripts/install-deps.sh --cross    + aarch64 cross toolchain, qemu-user and arm64 libraries
+#                                      (and scripts/arm64-shim.sh)
 #   scripts/install-deps.sh --all      everything above
 set -euo pipefail
 
@@ -52,11 +53,16 @@ done
 
 if (( ${#missing[@]} == 0 )) && [[ -z "${need_update:-}" ]]; then
   echo "install-deps: all ${#pkgs[@]} packages present"
-  exit 0
+else
+  export DEBIAN_FRONTEND=noninteractive
+  echo "install-deps: installing ${#missing[@]} packages: ${missing[*]}"
+  $SUDO apt-get update -qq
+  $SUDO apt-get install -y -qq -o DPkg::Lock::Timeout=600 --no-install-recommends "${missing[@]}" >/dev/null
+  echo "install-deps: done"
 fi
 
-export DEBIAN_FRONTEND=noninteractive
-echo "install-deps: installing ${#missing[@]} packages: ${missing[*]}"
-$SUDO apt-get update -qq
-$SUDO apt-get install -y -qq -o DPkg::Lock::Timeout=600 --no-install-recommends "${missing[@]}" >/dev/null
-echo "install-deps: done"
+# The arm64 pieces that cannot be installed beside the amd64 ones are downloaded now and
+# unpacked into the cross build's prefix: the test stages run without a network.
+if (( want_cross )); then
+  "$(dirname "${BASH_SOURCE[0]}")/arm64-shim.sh"
+fi
