@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -36,6 +37,14 @@ std::string scratchRoot()
 
 namespace {
 
+std::vector<char*> pointers(const std::vector<std::string>& words)
+{
+    std::vector<char*> list;
+    for (const std::string& word : words) list.push_back(const_cast<char*>(word.c_str()));
+    list.push_back(nullptr);
+    return list;
+}
+
 // Starts argv with its standard streams on files named after base; the child's pid.
 pid_t start(const std::vector<std::string>& argv, const RunOptions& options, const std::string& base)
 {
@@ -43,6 +52,11 @@ pid_t start(const std::vector<std::string>& argv, const RunOptions& options, con
         std::ofstream in(base + ".in", std::ios::binary);
         in << options.input;
     }
+    // A program of this build that the kernel cannot start (a cross build's) starts under
+    // the tests' emulator.
+    std::vector<std::string> launched = orrtest::targetCommand(argv[0]);
+    launched.insert(launched.end(), argv.begin() + 1, argv.end());
+    const std::vector<char*> direct = pointers(argv), viaEmulator = pointers(launched);
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child != 0) return child;
@@ -57,10 +71,8 @@ pid_t start(const std::vector<std::string>& argv, const RunOptions& options, con
         unsetenv("LD_PRELOAD");
         unsetenv("UMOCKDEV_DIR");
     }
-    std::vector<char*> args;
-    for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    execv(args[0], args.data());
+    execv(direct[0], direct.data());
+    if (errno == ENOEXEC) execv(viaEmulator[0], viaEmulator.data());
     _exit(127);
 }
 
@@ -133,14 +145,9 @@ Outcome Background::finish()
 
 Outcome runQv(const std::vector<std::string>& args, const RunOptions& options)
 {
-    return runProgram(qvCommand(args), options);
-}
-
-std::vector<std::string> qvCommand(const std::vector<std::string>& args)
-{
-    std::vector<std::string> argv = orrtest::targetCommand(QV_BINARY);
+    std::vector<std::string> argv{QV_BINARY};
     argv.insert(argv.end(), args.begin(), args.end());
-    return argv;
+    return runProgram(argv, options);
 }
 
 std::string scratchDirectory(const std::string& name)

@@ -43,8 +43,6 @@ private:
     std::string m_base;
 };
 Outcome runQv(const std::vector<std::string>& args, const RunOptions& options = {});
-// The argument vector that runs qv with args.
-std::vector<std::string> qvCommand(const std::vector<std::string>& args);
 
 // A fresh, empty directory of this process under the test build's scratch directory.
 std::string scratchDirectory(const std::string& name);

@@ -69,7 +69,7 @@ TEST(QvStream, TheChosenCameraAloneStreamsInTheChosenMode)
 
 TEST(QvStream, CtrlCEndsTheStreamAndTheSummaryIsStillPrinted)
 {
-    qvtest::Background qv(qvtest::qvCommand({"stream", "--emulate", "fl30c", "--seconds", "100", "--quiet"}));
+    qvtest::Background qv({QV_BINARY, "stream", "--emulate", "fl30c", "--seconds", "100", "--quiet"});
     ASSERT_TRUE(qv.waitForError(" fps | drops")) << "no frame arrived";
     qv.signal(SIGINT);
     const Outcome r = qv.finish();
