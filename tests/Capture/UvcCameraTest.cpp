@@ -1,6 +1,9 @@
+#include <dlfcn.h>
 #include <libusb.h>
+#include <pthread.h>
 
 #include <atomic>
+#include <climits>
 #include <chrono>
 #include <condition_variable>
 #include <cstring>
@@ -8,6 +11,7 @@
 #include <thread>
 #include <vector>
 
+#include "AltSettingGuard.h"
 #include "EmulatedDeviceTest.h"
 #include "EmulatedFl30c.h"
 #include "GenericUvcCamera.h"
@@ -325,7 +329,7 @@ TEST_F(UvcCameraTest, UnplugWhileStreamingEndsTheStreamCleanly)
     orrtest::StdoutCapture out;
     EXPECT_EQ(camera.stop(), 0);  // a hang here is caught by the test's time limit
     EXPECT_EQ(camera.close(), 0);
-    EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "UvcCamera", "noteUnplug",
+    EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "UvcCamera", "departed",
                                      "the camera was unplugged: its stream ended"),
               1)
         << out.text();
@@ -334,4 +338,30 @@ TEST_F(UvcCameraTest, UnplugWhileStreamingEndsTheStreamCleanly)
     Receiver again;
     ASSERT_EQ(camera.start(config(0, 320, 240, 30, again)), 0);
     ASSERT_TRUE(again.waitFrames(2, 10s));
+}
+
+// libusb's own alternate-setting call on a departed device unlocks the handle's mutex once too
+// often (the device left between the guard's check and libusb's); the guard undoes exactly that,
+// so the transport still closes the session without an abort in libusb_close.
+TEST_F(UvcCameraTest, AStrayUnlockOnADepartedDeviceIsUndone)
+{
+    ASSERT_NE(sonix(), nullptr);
+    ASSERT_TRUE(AltSettingGuard::reached());
+    UvcCamera camera(0x0C45, 0x636D, 1, 6, false);
+    ASSERT_EQ(camera.open(), 0);
+    libusb_device_handle* handle = nullptr;
+    usb_ctrl_request_s cc{0xCC, 0xCC, 0, 0, reinterpret_cast<unsigned char*>(&handle), sizeof handle, 0};
+    ASSERT_EQ(camera.cmdMsg(&cc), 0);
+    ASSERT_TRUE(bed().deviceAt("1-2")->unplug());
+    ASSERT_TRUE(orrtest::eventually([&] { return libusb_kernel_driver_active(handle, 0) == LIBUSB_ERROR_NO_DEVICE; }));
+    using Function = int (*)(libusb_device_handle*, int, int);
+    auto libusbOwn = reinterpret_cast<Function>(dlsym(RTLD_NEXT, "libusb_set_interface_alt_setting"));
+    ASSERT_NE(libusbOwn, nullptr);
+    EXPECT_EQ(libusbOwn(handle, 1, 0), LIBUSB_ERROR_NO_DEVICE);
+    auto* mutex = reinterpret_cast<pthread_mutex_t*>(handle);
+    EXPECT_EQ(mutex->__data.__nusers, UINT_MAX);  // the stray unlock
+    AltSettingGuard::rebalance(handle);
+    AltSettingGuard::rebalance(handle);  // a second call finds nothing to undo
+    EXPECT_EQ(mutex->__data.__nusers, 0u);
+    EXPECT_EQ(camera.close(), 0);  // libusb_close destroys the mutex: an abort without the guard
 }

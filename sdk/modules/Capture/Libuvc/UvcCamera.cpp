@@ -1,6 +1,5 @@
 #include "UvcCamera.h"
 
-#include <dlfcn.h>
 #include <libusb.h>
 
 #include <algorithm>
@@ -8,30 +7,9 @@
 #include <cstring>
 #include <thread>
 
+#include "AltSettingGuard.h"
 #include "Logger.h"
 #include "UsbControlRequest.h"
-
-// libusb 1.0.26 answers libusb_set_interface_alt_setting on a device it has seen leave with
-// LIBUSB_ERROR_NO_DEVICE after unlocking the handle's mutex, which it never locked. That
-// leaves the mutex with a negative user count, so libusb_close later fails to destroy it and
-// aborts the process ("usbi_mutex_destroy: Assertion ... failed"). libuvc switches interfaces
-// back to setting 0 whenever it stops a stream or closes a device, so every unplugged UVC
-// camera would otherwise have to be left open until the process ends.
-//
-// This definition is found before libusb's (the library is linked ahead of libusb; it lives here,
-// beside its only reason, so that every program with this transport has it): for a
-// device that has left it answers as libusb would, without touching the mutex; every other
-// call goes to libusb unchanged.
-__attribute__((visibility("default"))) int LIBUSB_CALL libusb_set_interface_alt_setting(libusb_device_handle* handle, int interface, int alternate)
-{
-    using Function = int (*)(libusb_device_handle*, int, int);
-    static const Function libusbOwn =
-        reinterpret_cast<Function>(dlsym(RTLD_NEXT, "libusb_set_interface_alt_setting"));
-    // Reads libusb's "attached" state before any request reaches the device.
-    if (handle != nullptr && libusb_kernel_driver_active(handle, interface) == LIBUSB_ERROR_NO_DEVICE)
-        return LIBUSB_ERROR_NO_DEVICE;
-    return libusbOwn != nullptr ? libusbOwn(handle, interface, alternate) : LIBUSB_ERROR_NOT_SUPPORTED;
-}
 
 uvc_error_t uvc_find_device2(uvc_context_t* context, uvc_device_t** device, int vid, int pid, int bus, int address)
 {
@@ -61,6 +39,7 @@ thread_local const UvcCamera* t_delivering = nullptr;
 UvcCamera::UvcCamera(int vid, int pid, int bus, int address, bool readSerial)
     : m_vid(vid), m_pid(pid), m_bus(bus), m_address(address), m_readSerial(readSerial)
 {
+    AltSettingGuard::reached();  // says once per process when unplugged sessions must be kept
     findDevice();
     if (m_device != nullptr) readPortInfo(bus, address);
 }
@@ -90,13 +69,34 @@ void UvcCamera::findDevice()
 
 bool UvcCamera::onOwnThread() const { return t_delivering == this; }
 
-void UvcCamera::noteUnplug(uvc_device_handle_t* handle)
+bool UvcCamera::departed(uvc_device_handle_t* handle)
 {
     // libusb's "attached" state, read without taking the handle's lock.
-    if (m_unplugNoted || libusb_kernel_driver_active(uvc_get_libusb_handle(handle), 0) != LIBUSB_ERROR_NO_DEVICE)
-        return;
-    m_unplugNoted = true;
-    QV_LOGW("the camera was unplugged: its stream ended");
+    const bool gone = libusb_kernel_driver_active(uvc_get_libusb_handle(handle), 0) == LIBUSB_ERROR_NO_DEVICE;
+    if (gone && !m_unplugNoted) {
+        m_unplugNoted = true;
+        QV_LOGW("the camera was unplugged: its stream ended");
+    }
+    return gone;
+}
+
+void UvcCamera::abandonSession(std::unique_lock<std::mutex>& lock)
+{
+    FrameGate* gate = m_gate.release();  // libuvc's threads keep it: it stays with the session
+    m_handle = nullptr;
+    m_device = nullptr;
+    m_context = nullptr;  // a later open starts a new session
+    m_streaming = false;
+    m_closing = false;
+    if (gate == nullptr) return;
+    gate->open = false;
+    // A frame already in flight may call this transport: waited for without the lock.
+    m_busy = true;
+    lock.unlock();
+    while (gate->inFlight > 0) std::this_thread::sleep_for(std::chrono::microseconds(200));
+    lock.lock();
+    m_busy = false;
+    m_idle.notify_all();
 }
 
 void UvcCamera::settle(std::unique_lock<std::mutex>& lock)
@@ -113,9 +113,13 @@ void UvcCamera::stopStream(std::unique_lock<std::mutex>& lock)
 {
     if (m_gate) m_gate->open = false;
     uvc_device_handle_t* handle = m_handle;
+    if (!AltSettingGuard::reached() && departed(handle)) {
+        abandonSession(lock);
+        return;
+    }
     m_busy = true;
     lock.unlock();
-    noteUnplug(handle);
+    departed(handle);
     // Returns once libuvc's streaming thread has delivered its last frame and ended.
     uvc_stop_streaming(handle);
     lock.lock();
@@ -129,6 +133,10 @@ void UvcCamera::teardown(std::unique_lock<std::mutex>& lock)
 {
     if (m_gate) m_gate->open = false;
     uvc_device_handle_t* handle = m_handle;
+    if (!AltSettingGuard::reached() && departed(handle)) {
+        abandonSession(lock);
+        return;
+    }
     uvc_device_t* device = m_device;
     uvc_context_t* context = m_context;
     const bool streaming = m_streaming;
@@ -138,7 +146,7 @@ void UvcCamera::teardown(std::unique_lock<std::mutex>& lock)
     m_closing = false;
     m_busy = true;
     lock.unlock();
-    noteUnplug(handle);
+    departed(handle);
     if (streaming) uvc_stop_streaming(handle);
     uvc_close(handle);  // joins libuvc's event thread
     if (device != nullptr) uvc_unref_device(device);
@@ -288,10 +296,13 @@ int UvcCamera::stop()
 void UvcCamera::image_callback(uvc_frame* frame, void* user)
 {
     auto* gate = static_cast<FrameGate*>(user);
-    if (!gate->open) return;
-    t_delivering = gate->camera;
-    gate->camera->deliver(frame);
-    t_delivering = nullptr;
+    ++gate->inFlight;  // counted before the check, so abandonSession never misses a frame in flight
+    if (gate->open) {
+        t_delivering = gate->camera;
+        gate->camera->deliver(frame);
+        t_delivering = nullptr;
+    }
+    --gate->inFlight;
 }
 
 void UvcCamera::deliver(uvc_frame* frame)

@@ -43,6 +43,7 @@ private:
         explicit FrameGate(UvcCamera* owner) : camera(owner) {}
         UvcCamera* camera;
         std::atomic<bool> open{true};
+        std::atomic<int> inFlight{0};
     };
 
     void deliver(uvc_frame* frame);
@@ -58,8 +59,12 @@ private:
     void stopStream(std::unique_lock<std::mutex>& lock);
     // Stops, closes and ends the libuvc session, without the lock.
     void teardown(std::unique_lock<std::mutex>& lock);
-    // Logs once per session when libusb has seen the device leave.
-    void noteUnplug(uvc_device_handle_t* handle);
+    // True once libusb has seen the device leave; logs that once per session.
+    bool departed(uvc_device_handle_t* handle);
+    // Leaves an unplugged device's libuvc session unclosed (its threads and descriptors stay until
+    // the process ends): only when libusb's alternate-setting call is not guarded (AltSettingGuard),
+    // where closing it would abort the process.
+    void abandonSession(std::unique_lock<std::mutex>& lock);
 
     const int m_vid, m_pid, m_bus, m_address;
     uvc_context_t* m_context = nullptr;
