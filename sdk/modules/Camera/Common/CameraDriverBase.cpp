@@ -33,8 +33,9 @@ CameraDriverBase::CameraDriverBase(const QV_CAM_ATTR& attr, void* handle)
 
 CameraDriverBase::~CameraDriverBase()
 {
-    // The transport's thread calls into this object: it must be quiet before members go.
-    if (m_started && m_capture) m_capture->stop();
+    // The transport's thread calls into this object: it must be quiet before members go, also
+    // after a stop from inside a callback, which returns before that callback has.
+    if (m_capture) m_capture->close();
 }
 
 int CameraDriverBase::registerDataCallback(STREAM_CALLBACK_S* callback)
@@ -120,12 +121,17 @@ int CameraDriverBase::startStreaming(int mediaMask)
     cfg.timestampType = static_cast<uint32_t>(m_timestampType.load());
     m_streamTimestampType = m_timestampType.load();
     preStart();
-    // Stamped before the transport starts: its first frame may arrive at once.
+    // Stamped and marked started before the transport starts: its first frame may arrive at
+    // once, and a stop from inside that frame's callback must find a stream to stop.
     m_streamStartNs = steadyNowNs();
-    if (m_capture->start(cfg) < 0) return QV_SDK_ERR_CAPTURE_START;
-    postStart();
     m_streaming = true;
     m_started = true;
+    if (m_capture->start(cfg) < 0) {
+        m_streaming = false;
+        m_started = false;
+        return QV_SDK_ERR_CAPTURE_START;
+    }
+    postStart();
     QV_LOGI("start streaming");
     return 0;
 }

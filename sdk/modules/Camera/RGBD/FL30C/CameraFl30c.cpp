@@ -99,11 +99,9 @@ void CameraFl30c::construct()
 
 CameraFl30c::~CameraFl30c()
 {
-    // Quiet the transport's thread before the buffers it writes into go away.
-    if (m_started && m_capture) {
-        m_capture->stop();
-        m_started = false;
-    }
+    // Quiet the transport's thread before the buffers it writes into go away (also after a stop
+    // from inside a callback, which returned before that callback did).
+    if (m_capture) m_capture->close();
 }
 
 std::atomic<int>& CameraFl30c::frameSkipCounter()
