@@ -68,6 +68,7 @@ struct DriverScript {
     bool throwInStart = false;
     bool throwInOpen = false;
     Gate* startGate = nullptr;  // startStreaming waits here when set
+    Gate* opGate = nullptr;     // every other driver operation waits here when set
     std::atomic<int> opens{0}, closes{0}, starts{0}, stops{0}, destroyed{0}, registrations{0};
     std::atomic<int> lastMask{-1};
     std::string lastOpenPath;
@@ -213,6 +214,7 @@ public:
 private:
     int op(const std::string& name, const void* pointer = nullptr)
     {
+        if (m_script.opGate) m_script.opGate->waitOpen();
         m_script.ops.push_back(name);
         m_script.lastPointer = pointer;
         return m_script.opResult;

@@ -24,6 +24,7 @@ struct Camera {
     std::atomic<int> frames{0};
     std::atomic<int> badCalls{0};
     std::function<int(Camera&)> inside;
+    std::function<void()> everyFrame;
     std::atomic<int> insideResult{1};
 
     static void onFrame(void* h, const CAM_DATA*, void* user)
@@ -34,6 +35,7 @@ struct Camera {
         QV_CAM_ATTR attr;
         if (QV_SDK_GetCamParameter(h, &parameter) != 0 || QV_SDK_GetCameraAttrs(h, attr) != 0) ++c->badCalls;
         if (c->other != nullptr) QV_SDK_IsHandleExist(c->other);
+        if (c->everyFrame) c->everyFrame();
         if (c->frames++ == 0 && c->inside) c->insideResult = c->inside(*c);
     }
 };
@@ -127,6 +129,49 @@ TEST_F(LifecycleTest, TheCallbackMayStopCloseDestroyOrFreeItsOwnCamera)
         EXPECT_EQ(a.frames, 1) << name;
         EXPECT_EQ(a.badCalls + b.badCalls, 0) << name;
         EXPECT_EQ(withinDeadline([&] { return QV_SDK_FreeCameraList(list); }), 0) << name;
+    }
+}
+
+// Stop, close, destroy and free of the other camera from inside a callback return at once,
+// even while that camera's own callback is still running (held here by the test); once it
+// returns, that camera delivers nothing more.
+TEST_F(LifecycleTest, TheCallbackMayStopCloseDestroyOrFreeAnotherCamera)
+{
+    const std::vector<std::pair<const char*, std::function<int(void*)>>> cases = {
+        {"stop", [](void* h) { return QV_SDK_StopStream(h, 0); }},
+        {"close", [](void* h) { return QV_SDK_CloseCamera(h); }},
+        {"destroy", [](void* h) { return QV_SDK_DestoryCamHandle(h); }},
+        {"free", [](void* h) {
+             std::list<void*> one{h};
+             return QV_SDK_FreeCameraList(one);
+         }},
+    };
+    for (const auto& [name, call] : cases) {
+        SCOPED_TRACE(name);
+        Camera a, b;
+        std::atomic<bool> held{false}, release{false}, called{false};
+        std::atomic<int> result{1};
+        b.inside = [&](Camera&) {
+            held = true;
+            while (!release) std::this_thread::sleep_for(1ms);
+            return 0;
+        };
+        a.everyFrame = [&, call = call] {
+            if (held && !called.exchange(true)) result = call(b.handle);
+        };
+        startBoth(a, b);
+        EXPECT_TRUE(orrtest::eventually([&] { return result != 1; }, 30s)) << "waited for the other camera's callback";
+        EXPECT_EQ(result, 0);
+        release = true;
+        EXPECT_TRUE(orrtest::eventually(
+            [&] {
+                const int before = b.frames;
+                std::this_thread::sleep_for(300ms);
+                return b.frames == before;
+            },
+            30s))
+            << "the other camera still delivers";
+        EXPECT_EQ(withinDeadline([&] { return QV_SDK_FreeCameraList(list); }), 0);
     }
 }
 

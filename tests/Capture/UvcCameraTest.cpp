@@ -365,3 +365,30 @@ TEST_F(UvcCameraTest, AStrayUnlockOnADepartedDeviceIsUndone)
     EXPECT_EQ(mutex->__data.__nusers, 0u);
     EXPECT_EQ(camera.close(), 0);  // libusb_close destroys the mutex: an abort without the guard
 }
+
+// libuvc's own failures answer -3 with its reason: a stalled commit of the stream settings
+// (the transport stays usable and streams once the device answers again), and a device that
+// left between being found and being opened.
+TEST_F(UvcCameraTest, LibuvcFailuresAnswerMinusThree)
+{
+    ASSERT_NE(sonix(), nullptr);
+    EmulatedUsbDevice* usb = bed().deviceAt("1-2");
+    UvcCamera camera(0x0C45, 0x636D, 1, 6, false);
+    ASSERT_EQ(camera.open(), 0);
+    usb->setControlFault(ControlMatch{0x21, 0x01, 0x0200, std::nullopt}, ControlFault::Stall);  // SET_CUR commit
+    Receiver r;
+    orrtest::StdoutCapture out;
+    EXPECT_EQ(camera.start(config(0, 320, 240, 30, r)), -3);
+    usb->clearControlFaults();
+    ASSERT_EQ(camera.start(config(0, 320, 240, 30, r)), 0);
+    ASSERT_TRUE(r.waitFrames(2, 10s));
+    EXPECT_EQ(camera.close(), 0);
+
+    UvcCamera late(0x0C45, 0x636D, 1, 6, false);
+    ASSERT_TRUE(usb->unplug());
+    EXPECT_EQ(late.open(), -3);
+    const std::string text = out.text();
+    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "UvcCamera", "start", "uvc_start_streaming:Pipe"), 1)
+        << text;
+    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "UvcCamera", "open", "uvc_open:No such device"), 1) << text;
+}
