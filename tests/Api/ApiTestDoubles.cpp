@@ -1,6 +1,7 @@
 #include "ApiTestDoubles.h"
 
 #include <cstring>
+#include <mutex>
 
 #include "CameraFactory.h"
 #include "UsbCameraList.h"
@@ -31,6 +32,8 @@ QV_CAM_ATTR usbCamera(uint32_t vid, uint32_t pid, int bus, int dev, const char* 
 
 int getCameraAtrrsList(std::vector<usb_id> const& ids, std::vector<QV_CAM_ATTR>& out)
 {
+    static std::mutex calls;  // listings may run on several threads at once
+    std::lock_guard<std::mutex> lock(calls);
     apitest::World& w = apitest::world();
     ++w.enumerationCalls;
     w.lastIds = ids;

@@ -50,7 +50,7 @@ TEST_F(LibusbFirstTest, AnUnpluggedCameraIsKeptNotClosedAndStreamsAgainWhenReplu
     EXPECT_NE(stream(list, again), nullptr);
     EXPECT_EQ(QV_SDK_FreeCameraList(list), 0);
     const std::string text = out.text();
-    EXPECT_EQ(orrtest::countLogLines(text, "WARN", "AltSettingGuard", "reached",
+    EXPECT_EQ(orrtest::countLogLines(text, "WARN", "DepartedDeviceGuard", "reached",
                                      "libusb is linked ahead of this library: an unplugged camera's USB session is "
                                      "kept until the process ends"),
               1)

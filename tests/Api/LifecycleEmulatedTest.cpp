@@ -202,7 +202,7 @@ TEST_F(LifecycleTest, UnplugAndReplugLeaveNoThreadOrDescriptorBehind)
 {
     const char* env = std::getenv("ORR_LIFECYCLE_CYCLES");
     const int cycles = env ? std::atoi(env) : 3;
-    EmulatedUsbDevice* usb = bed().deviceAt("1-4");
+    const orrtest::Replugged camera{"1-4", 5, 7};
     auto cycle = [&] {
         Camera a;
         ASSERT_EQ(QV_SDK_GetCameraList(list), 2);
@@ -212,8 +212,7 @@ TEST_F(LifecycleTest, UnplugAndReplugLeaveNoThreadOrDescriptorBehind)
         ASSERT_EQ(QV_SDK_RegisterStreamCallback(a.handle, &cb), 0);
         ASSERT_EQ(QV_SDK_StartStream(a.handle, QV_MEDIA_DEPTH), 0);
         ASSERT_TRUE(orrtest::eventually([&] { return a.frames > 0; }, 30s));
-        ASSERT_TRUE(usb->unplug());
-        ASSERT_TRUE(usb->replug(5));
+        ASSERT_TRUE(orrtest::unplugAndReplug(bed(), camera));
         ASSERT_EQ(withinDeadline([&] { return QV_SDK_CloseCamera(a.handle); }), 0);
         ASSERT_EQ(withinDeadline([&] { return QV_SDK_FreeCameraList(list); }), 0);
     };
@@ -226,7 +225,7 @@ TEST_F(LifecycleTest, UnplugAndReplugLeaveNoThreadOrDescriptorBehind)
     // Helper threads of the library end by themselves: give them time.
     orrtest::eventually([&] { return orrtest::ProcessCounts().threads <= before.threads; }, 30s);
     const orrtest::ProcessCounts after;
-    const orrtest::ProcessCounts emulator = orrtest::emulatorReplugCost(bed(), {{"1-4", 5}}, cycles);
+    const orrtest::ProcessCounts emulator = orrtest::emulatorReplugCost(bed(), {camera}, cycles);
     std::printf("%d cycles in %.1f s: threads %d -> %d, fds %d -> %d; the emulator alone keeps %d threads, %d fds "
                 "for as many replugs\n",
                 cycles, seconds, before.threads, after.threads, before.fds, after.fds, emulator.threads, emulator.fds);

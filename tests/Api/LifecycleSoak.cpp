@@ -31,7 +31,7 @@ namespace {
 
 constexpr int kThreads = 3;
 constexpr auto kHang = 120s;  // generous: sanitizer builds on a loaded two-core machine
-const std::vector<std::pair<std::string, int>> kCameras = {{"1-4", 5}, {"1-3", 6}};
+const std::vector<orrtest::Replugged> kCameras = {{"1-4", 5, 7}, {"1-3", 6, 8}};
 
 class Soak {
 public:
@@ -60,8 +60,8 @@ public:
     // Replugs what is unplugged, stops the listeners and frees every handle.
     void release()
     {
-        for (const auto& [name, address] : kCameras)
-            if (!m_bed.deviceAt(name)->plugged()) replug(name, address);
+        for (const orrtest::Replugged& camera : kCameras)
+            if (!m_bed.deviceAt(camera.name)->plugged()) replug(camera);
         QV_SDK_StopListener();
         std::list<void*> all;
         {
@@ -117,11 +117,11 @@ private:
             break;
         }
         case 7: {
-            const auto& [name, address] = kCameras[rng() % kCameras.size()];
-            if (m_bed.deviceAt(name)->plugged())
-                unplug(name);
+            const orrtest::Replugged& camera = kCameras[rng() % kCameras.size()];
+            if (m_bed.deviceAt(camera.name)->plugged())
+                unplug(camera.name);
             else
-                replug(name, address);
+                replug(camera);
             break;
         }
         case 8: {
@@ -161,10 +161,12 @@ private:
         std::lock_guard<std::mutex> lock(m_bedMutex);
         m_bed.deviceAt(name)->unplug();
     }
-    void replug(const std::string& name, int address)
+    // At the other address (as a real bus would give it).
+    void replug(const orrtest::Replugged& camera)
     {
         std::lock_guard<std::mutex> lock(m_bedMutex);
-        if (m_bed.deviceAt(name)->replug(address)) ++m_replugs;
+        EmulatedUsbDevice* device = m_bed.deviceAt(camera.name);
+        if (device->replug(device->address() == camera.address ? camera.otherAddress : camera.address)) ++m_replugs;
     }
 
     // On the transport's thread: calls its own camera and another one back, and now and then

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "AltSettingGuard.h"
+#include "DepartedDeviceGuard.h"
 #include "EmulatedDeviceTest.h"
 #include "EmulatedFl30c.h"
 #include "GenericUvcCamera.h"
@@ -346,7 +346,7 @@ TEST_F(UvcCameraTest, UnplugWhileStreamingEndsTheStreamCleanly)
 TEST_F(UvcCameraTest, AStrayUnlockOnADepartedDeviceIsUndone)
 {
     ASSERT_NE(sonix(), nullptr);
-    ASSERT_TRUE(AltSettingGuard::reached());
+    ASSERT_TRUE(DepartedDeviceGuard::reached());
     UvcCamera camera(0x0C45, 0x636D, 1, 6, false);
     ASSERT_EQ(camera.open(), 0);
     libusb_device_handle* handle = nullptr;
@@ -360,8 +360,8 @@ TEST_F(UvcCameraTest, AStrayUnlockOnADepartedDeviceIsUndone)
     EXPECT_EQ(libusbOwn(handle, 1, 0), LIBUSB_ERROR_NO_DEVICE);
     auto* mutex = reinterpret_cast<pthread_mutex_t*>(handle);
     EXPECT_EQ(mutex->__data.__nusers, UINT_MAX);  // the stray unlock
-    AltSettingGuard::rebalance(handle);
-    AltSettingGuard::rebalance(handle);  // a second call finds nothing to undo
+    DepartedDeviceGuard::rebalance(handle);
+    DepartedDeviceGuard::rebalance(handle);  // a second call finds nothing to undo
     EXPECT_EQ(mutex->__data.__nusers, 0u);
     EXPECT_EQ(camera.close(), 0);  // libusb_close destroys the mutex: an abort without the guard
 }

@@ -301,11 +301,8 @@ int QV_SDK_FreeCameraList(std::list<void*>& list)
         // A pointer the library does not know (already freed, or foreign) is only dropped.
         list.clear();
         int ret = QV_SDK_OK;
-        for (const auto& record : taken) {
-            const bool wasOpen = record->driver != nullptr;
-            const int closed = releaseRecord(record);
-            if (wasOpen) ret = closed;
-        }
+        for (const auto& record : taken)
+            if (const int closed = releaseRecord(record); closed != QV_SDK_OK) ret = closed;
         return ret;
     } catch (...) {
         return unexpectedFailure(QV_CALL_SITE);

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <thread>
 
-#include "AltSettingGuard.h"
+#include "DepartedDeviceGuard.h"
 #include "Logger.h"
 #include "UsbControlRequest.h"
 
@@ -39,7 +39,7 @@ thread_local const UvcCamera* t_delivering = nullptr;
 UvcCamera::UvcCamera(int vid, int pid, int bus, int address, bool readSerial)
     : m_vid(vid), m_pid(pid), m_bus(bus), m_address(address), m_readSerial(readSerial)
 {
-    AltSettingGuard::reached();  // says once per process when unplugged sessions must be kept
+    DepartedDeviceGuard::reached();  // says once per process when unplugged sessions must be kept
     findDevice();
     if (m_device != nullptr) readPortInfo(bus, address);
 }
@@ -113,7 +113,7 @@ void UvcCamera::stopStream(std::unique_lock<std::mutex>& lock)
 {
     if (m_gate) m_gate->open = false;
     uvc_device_handle_t* handle = m_handle;
-    if (!AltSettingGuard::reached() && departed(handle)) {
+    if (!DepartedDeviceGuard::reached() && departed(handle)) {
         abandonSession(lock);
         return;
     }
@@ -133,7 +133,7 @@ void UvcCamera::teardown(std::unique_lock<std::mutex>& lock)
 {
     if (m_gate) m_gate->open = false;
     uvc_device_handle_t* handle = m_handle;
-    if (!AltSettingGuard::reached() && departed(handle)) {
+    if (!DepartedDeviceGuard::reached() && departed(handle)) {
         abandonSession(lock);
         return;
     }

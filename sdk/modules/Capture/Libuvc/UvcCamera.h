@@ -62,7 +62,7 @@ private:
     // True once libusb has seen the device leave; logs that once per session.
     bool departed(uvc_device_handle_t* handle);
     // Leaves an unplugged device's libuvc session unclosed (its threads and descriptors stay until
-    // the process ends): only when libusb's alternate-setting call is not guarded (AltSettingGuard),
+    // the process ends): only when libusb's alternate-setting call is not guarded (DepartedDeviceGuard),
     // where closing it would abort the process.
     void abandonSession(std::unique_lock<std::mutex>& lock);
 

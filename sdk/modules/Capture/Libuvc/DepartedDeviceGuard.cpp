@@ -1,0 +1,91 @@
+#include "DepartedDeviceGuard.h"
+
+#include <dlfcn.h>
+#include <libuvc/libuvc.h>
+#include <pthread.h>
+
+#include <atomic>
+#include <climits>
+
+#include "Logger.h"
+
+namespace {
+
+template <typename Function>
+Function libusbOwn(const char* name)
+{
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+// Whether a return address lies in libuvc.
+bool inLibuvc(const void* address)
+{
+    static const void* const libuvc = [] {
+        Dl_info info{};
+        return dladdr(reinterpret_cast<void*>(&uvc_init), &info) != 0 ? info.dli_fbase : nullptr;
+    }();
+    Dl_info caller{};
+    return libuvc != nullptr && dladdr(address, &caller) != 0 && caller.dli_fbase == libuvc;
+}
+
+// Whether the process's symbol lookup (which libuvc's calls follow) finds our definition first.
+bool ourDefinitionComesFirst(const char* name)
+{
+    Dl_info first{}, self{};
+    void* found = dlsym(RTLD_DEFAULT, name);
+    return found != nullptr && dladdr(found, &first) != 0 &&
+           dladdr(reinterpret_cast<void*>(&ourDefinitionComesFirst), &self) != 0 && first.dli_fbase == self.dli_fbase;
+}
+
+}  // namespace
+
+// Both exported by the shared library (see its version script) so that libuvc binds to them.
+__attribute__((visibility("default"))) int LIBUSB_CALL libusb_set_interface_alt_setting(libusb_device_handle* handle,
+                                                                                     int interface, int alternate)
+{
+    static const auto own =
+        libusbOwn<int (*)(libusb_device_handle*, int, int)>("libusb_set_interface_alt_setting");
+    // libusb's "attached" state, then a request to the kernel: a departed device answers
+    // LIBUSB_ERROR_NO_DEVICE here without reaching libusb's faulty path.
+    if (handle != nullptr && libusb_kernel_driver_active(handle, interface) == LIBUSB_ERROR_NO_DEVICE)
+        return LIBUSB_ERROR_NO_DEVICE;
+    if (own == nullptr) return LIBUSB_ERROR_NOT_SUPPORTED;
+    const int ret = own(handle, interface, alternate);
+    // The device may have left in the microseconds between the two checks.
+    if (ret == LIBUSB_ERROR_NO_DEVICE) DepartedDeviceGuard::rebalance(handle);
+    return ret;
+}
+
+__attribute__((visibility("default"))) int LIBUSB_CALL libusb_cancel_transfer(libusb_transfer* transfer)
+{
+    static const auto own = libusbOwn<int (*)(libusb_transfer*)>("libusb_cancel_transfer");
+    const int ret = own != nullptr ? own(transfer) : LIBUSB_ERROR_NOT_SUPPORTED;
+    // Only libuvc frees the transfer on this answer; other callers keep libusb's.
+    if (ret == LIBUSB_ERROR_NO_DEVICE && inLibuvc(__builtin_return_address(0))) return LIBUSB_ERROR_NOT_FOUND;
+    return ret;
+}
+
+bool DepartedDeviceGuard::reached()
+{
+    static const bool ours = ourDefinitionComesFirst("libusb_set_interface_alt_setting") &&
+                             ourDefinitionComesFirst("libusb_cancel_transfer");
+    static std::atomic<bool> told{false};
+    if (!ours && !told.exchange(true))
+        QV_LOGW("libusb is linked ahead of this library: an unplugged camera's USB session is kept until the "
+                "process ends");
+    return ours;
+}
+
+void DepartedDeviceGuard::rebalance(libusb_device_handle* handle)
+{
+#if defined(__GLIBC__)
+    // Only for the release whose record layout is known: the handle's mutex is its first member.
+    const libusb_version* version = libusb_get_version();
+    if (handle == nullptr || version->major != 1 || version->minor != 0 || version->micro != 26) return;
+    auto* mutex = reinterpret_cast<pthread_mutex_t*>(handle);
+    // Unlocked, with one user fewer than none: exactly what the stray unlock leaves.
+    if (mutex->__data.__lock == 0 && mutex->__data.__nusers == UINT_MAX) ++mutex->__data.__nusers;
+#else
+    (void)handle;
+#endif
+}
