@@ -49,7 +49,9 @@ struct CAMERA_SDK_CTX {
     uintptr_t handlesMade = 0;
 };
 
-extern CAMERA_SDK_CTX g_stCameraCtx;
+// Never destroyed: a stream or listener thread stopped from inside its own callback may still be
+// finishing that callback, and calling the library, while the process exits.
+extern CAMERA_SDK_CTX& g_stCameraCtx;
 
 // Address of the handle mutex of a listed handle (null for any other). The mutex lives as long as
 // the handle: prefer lockOpenDriver, which keeps it alive while it waits.

@@ -18,7 +18,7 @@
 #include "NetworkListener.h"
 #include "UsbCameraList.h"
 
-CAMERA_SDK_CTX g_stCameraCtx;
+CAMERA_SDK_CTX& g_stCameraCtx = *new CAMERA_SDK_CTX;
 
 namespace {
 

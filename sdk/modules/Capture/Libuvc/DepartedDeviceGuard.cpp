@@ -65,10 +65,37 @@ __attribute__((visibility("default"))) int LIBUSB_CALL libusb_cancel_transfer(li
     return ret;
 }
 
+namespace {
+thread_local int t_directCalls = 0;
+}
+
+DepartedDeviceGuard::DirectCall::DirectCall() { ++t_directCalls; }
+DepartedDeviceGuard::DirectCall::~DirectCall() { --t_directCalls; }
+
+__attribute__((visibility("default"))) int LIBUSB_CALL libusb_submit_transfer(libusb_transfer* transfer)
+{
+    static const auto own = libusbOwn<int (*)(libusb_transfer*)>("libusb_submit_transfer");
+    const int ret = own != nullptr ? own(transfer) : LIBUSB_ERROR_NOT_SUPPORTED;
+    // libuvc resubmits from the completion callback and ignores the answer: a transfer refused
+    // there (the device has left) would be neither in flight nor freed, and the stream's stop
+    // would wait for it forever. Its callback hears the end instead, as libusb would have said
+    // it, and frees it. Submissions on a caller's own thread (open, start) get the answer.
+    // (The resubmission is a tail call: libuvc is known by the transfer's callback, not by the
+    // return address.)
+    if (ret < 0 && ret != LIBUSB_ERROR_BUSY && t_directCalls == 0 && transfer != nullptr &&
+        transfer->callback != nullptr && inLibuvc(reinterpret_cast<const void*>(transfer->callback))) {
+        transfer->status = ret == LIBUSB_ERROR_NO_DEVICE ? LIBUSB_TRANSFER_NO_DEVICE : LIBUSB_TRANSFER_ERROR;
+        transfer->actual_length = 0;
+        transfer->callback(transfer);  // libuvc's last step: nothing of the transfer is used after it
+    }
+    return ret;
+}
+
 bool DepartedDeviceGuard::reached()
 {
     static const bool ours = ourDefinitionComesFirst("libusb_set_interface_alt_setting") &&
-                             ourDefinitionComesFirst("libusb_cancel_transfer");
+                             ourDefinitionComesFirst("libusb_cancel_transfer") &&
+                             ourDefinitionComesFirst("libusb_submit_transfer");
     static std::atomic<bool> told{false};
     if (!ours && !told.exchange(true))
         QV_LOGW("libusb is linked ahead of this library: an unplugged camera's USB session is kept until the "

@@ -197,7 +197,10 @@ int UvcCamera::open()
         return -1;
     }
     m_unplugNoted = false;
-    const uvc_error_t ret = uvc_open(m_device, &m_handle);
+    const uvc_error_t ret = [&] {
+        DepartedDeviceGuard::DirectCall direct;
+        return uvc_open(m_device, &m_handle);
+    }();
     if (ret != UVC_SUCCESS) {
         m_handle = nullptr;
         QV_LOGE("uvc_open:", uvc_strerror(ret));
@@ -266,7 +269,10 @@ int UvcCamera::start(video_cfg const& cfg)
         return negotiated;
     }
     m_gate = std::make_unique<FrameGate>(this);
-    const uvc_error_t ret = uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_gate.get(), 0);
+    const uvc_error_t ret = [&] {
+        DepartedDeviceGuard::DirectCall direct;
+        return uvc_start_streaming(m_handle, &m_ctrl, &UvcCamera::image_callback, m_gate.get(), 0);
+    }();
     if (ret != UVC_SUCCESS) {
         m_gate.reset();
         QV_LOGE("uvc_start_streaming:", uvc_strerror(ret));
