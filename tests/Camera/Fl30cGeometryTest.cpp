@@ -189,6 +189,7 @@ protected:
         EmulatedDeviceTest::TearDown();
     }
 
+    GroupCatcher catcher;  // outlives the streams, which TearDown ends
     EmulatedFl30c* camera = nullptr;
     std::list<void*> list;
     void* handle = nullptr;
@@ -218,7 +219,6 @@ TEST_F(Fl30cUserTest, DeliveredImagesAndTheReportedCalibrationShowTheSceneWhereI
         {"H01", 160, 640, 480, 0, false, false, false, IrJoins, 640, 480, 640, 480},
     };
     const Fl30cCalibration& k = camera->calibration();
-    GroupCatcher catcher;
     STREAM_CALLBACK_S callback{&GroupCatcher::onFrames, &catcher};
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.mjpeg) + " depth " + std::to_string(c.depthW) + " rotate " +
