@@ -41,6 +41,9 @@ struct Fl30cTransferFault {
     std::optional<uint32_t> mjpegLengthField;  // written at 1,072 (the data stays where it is)
     std::optional<uint8_t> kind;               // written at 1,137
     std::optional<size_t> truncateTo;          // send only this many bytes of the transfer
+    // The MJPEG loses all but its first bytes: the length field says so and the image
+    // follows right behind it, as from a camera whose colour image was cut short.
+    std::optional<uint32_t> mjpegCutTo;
     int transfers = -1;                        // how many transfers it spoils; -1 until cleared
 };
 

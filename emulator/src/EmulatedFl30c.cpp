@@ -47,6 +47,23 @@ std::shared_ptr<Fl30cTransferBuilder> sharedBuilder(const Fl30cCalibration& cali
     return builder;
 }
 
+// The transfer with its MJPEG cut to `keep` bytes and the image moved up behind it.
+std::shared_ptr<const std::vector<uint8_t>> cutMjpeg(const std::vector<uint8_t>& whole, uint32_t keep,
+                                                     int transferWidth, uint8_t kind)
+{
+    const auto layout = Fl30cTransferLayout::forTransferWidth(transferWidth);
+    const uint32_t length = getU32(&whole[Fl30cTransferLayout::kMjpegLengthOffset]);
+    if (!layout || keep >= length) return std::make_shared<const std::vector<uint8_t>>(whole);
+    const size_t image = size_t(layout->imageWidth) * size_t(layout->imageHeight) *
+                         (kind == Fl30cTransferLayout::kKindIr ? 1 : 2);
+    auto cut = std::make_shared<std::vector<uint8_t>>(whole.size(), 0);
+    const size_t header = Fl30cTransferLayout::kHeaderLength;
+    std::memcpy(cut->data(), whole.data(), header + keep);
+    std::memcpy(cut->data() + header + keep, whole.data() + header + length, image);
+    putU32(&(*cut)[Fl30cTransferLayout::kMjpegLengthOffset], keep);
+    return cut;
+}
+
 }  // namespace
 
 EmulatedFl30c::EmulatedFl30c(const Fl30cConfig& config)
@@ -232,6 +249,7 @@ std::optional<UvcDeviceModel::Frame> EmulatedFl30c::nextFrame(const UvcStreamSel
             if (f.kind) (*spoilt)[Fl30cTransferLayout::kKindOffset] = *f.kind;
             frame.bytes = std::move(spoilt);
         }
+        if (f.mjpegCutTo) frame.bytes = cutMjpeg(*frame.bytes, *f.mjpegCutTo, selection.width, kind);
         if (f.truncateTo) frame.length = std::min(frame.length, *f.truncateTo);
         if (m_fault->transfers > 0) --m_fault->transfers;
     }

@@ -45,7 +45,13 @@ QV_SDK_API int QV_SDK_StopListener();
 // ---------------------------------------------------------------- device control
 // Calls on an open camera; they answer -100 (null handle), -83 (unknown handle) and
 // -101 (camera not open) like the streaming calls, and pass the driver's code through.
+// param must point to an array of STREAM_PARAM_COUNT (3) records: colour, depth and
+// infrared are written, in this order. New code: QV_SDK_GetStreamParamArray.
 QV_SDK_API int QV_SDK_GetStreamParam(void* handle, STREAM_PARAM_S* param);
+// Writes the first min(count, STREAM_PARAM_COUNT) records (indexed by STREAM_PARAM_INDEX_E)
+// into params and returns how many it wrote. Sizes are those of the images as delivered:
+// turned by a configured quarter turn, or of the colour grid for depth registered onto it.
+QV_SDK_API int QV_SDK_GetStreamParamArray(void* handle, STREAM_PARAM_S* params, int count);
 QV_SDK_API int QV_SDK_SetStreamParam(void* handle, MEDIA_TYPE_E type, const STREAM_PARAM_S* param);
 QV_SDK_API int QV_SDK_GetCapability(void* handle, MEDIA_TYPE_E type, std::vector<STREAM_PARAM_S>& list);
 QV_SDK_API int QV_SDK_GetCamParameter(void* handle, CAM_Parameter* parameter);

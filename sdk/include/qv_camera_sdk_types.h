@@ -177,6 +177,15 @@ enum MEDIA_TYPE_E : int32_t {
     MEDIA_TYPE_RGB = 1,
 };
 
+// Positions of the records QV_SDK_GetStreamParam and QV_SDK_GetStreamParamArray fill
+// (MEDIA_TYPE_E has no infrared value).
+enum STREAM_PARAM_INDEX_E : int32_t {
+    STREAM_PARAM_RGB = 0,
+    STREAM_PARAM_DEPTH = 1,
+    STREAM_PARAM_IR = 2,
+    STREAM_PARAM_COUNT = 3,
+};
+
 // Depth (infrared) intrinsics, colour intrinsics, rotation row by row, translation.
 typedef struct {
     float depthFx, depthFy, depthCx, depthCy;

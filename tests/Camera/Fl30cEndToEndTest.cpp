@@ -180,7 +180,6 @@ public:
     std::vector<uint64_t> stamps;
     void* handle = nullptr;
     bool otherHandle = false;
-    std::vector<uint8_t> lastDepth, lastCloud;  // copies of the last depth and cloud
     std::atomic<int> delayMs{0};                // each callback then takes this long
 
 private:
@@ -230,8 +229,6 @@ private:
         badShapes += shapes != 0;
         ids.push_back(id);
         stamps.push_back(stamped.timestamp);
-        if (depth.size != 0) lastDepth.assign(depth.data, depth.data + depth.size);
-        if (cloud.size != 0) lastCloud.assign(cloud.data, cloud.data + cloud.size);
         m_cv.notify_all();
         if (delayMs > 0) {
             m_mutex.unlock();
@@ -581,29 +578,6 @@ TEST_F(Fl30cEndToEndTest, TransferSizeIsNegotiatedFromTheDepthWidthAndInfraredJo
     std::lock_guard<std::mutex> lock(checker.m_mutex);
     EXPECT_EQ(checker.badShapes, shapes);
     EXPECT_GE(checker.depthFrames, depthFrames + 3);
-
-    // The cloud of such a frame still shows the scene: pixel (x, y) is what 320-wide pixel
-    // (x / 2, y / 2) sees, within 1% (judged on every 4th pixel of every 4th row).
-    const CameraIntrinsics k320 = camera->calibration().depthFor(320, 240);
-    ASSERT_EQ(checker.lastDepth.size(), 640u * 480 * 2);
-    const auto* points = reinterpret_cast<const float*>(checker.lastCloud.data());
-    const size_t count = checker.lastCloud.size() / 12;
-    size_t n = 0;
-    int off = 0;
-    for (int y = 0; y < 480; ++y)
-        for (int x = 0; x < 640; ++x) {
-            uint16_t mm;
-            std::memcpy(&mm, &checker.lastDepth[(size_t(y) * 640 + size_t(x)) * 2], 2);
-            if (mm == 0 || mm > 5000 || n >= count) continue;
-            const float* p = points + 3 * n++;
-            if (x % 4 != 0 || y % 4 != 0) continue;
-            const SceneHit hit = Fl30cScene::atDepthPixel(x / 2, y / 2, k320);
-            const double dx = p[0] - hit.point[0], dy = p[1] - hit.point[1], dz = p[2] - hit.point[2];
-            off += std::sqrt(dx * dx + dy * dy + dz * dz) >
-                   0.01 * std::sqrt(hit.point[0] * hit.point[0] + hit.point[1] * hit.point[1] + hit.point[2] * hit.point[2]);
-        }
-    EXPECT_EQ(n, count);
-    EXPECT_EQ(off, 0);
 }
 
 // ---------------------------------------------------------------- bad transfers

@@ -1,7 +1,8 @@
 // How the Fl30c driver splits transfers into frames: the checks that drop bad transfers
 // (with their exact warnings), image kinds, depth on odd transfers, infrared, the raw
-// depth conversion, nearest resizing, rotation and mirroring, denoise scaling, the raw
-// MJPEG pass-through and the calibration taken from the first header.
+// depth conversion, denoise scaling and the raw MJPEG pass-through. (Resizing, turning,
+// registration and the calibration are judged against the emulated camera's scene in
+// Fl30cGeometryTest.)
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -48,9 +49,6 @@ protected:
 
 // Depth in mm the driver delivers for raw word mm * 16 + fraction.
 uint16_t expectedMm(int mm, int fraction) { return static_cast<uint16_t>(mm + (fraction >= 8 ? 1 : 0)); }
-
-// Source pixel of a nearest resize from in to out pixels (the documented double formula).
-int nearest(int x, int in, int out) { return std::min(static_cast<int>(x / (static_cast<double>(out) / in)), in - 1); }
 
 }  // namespace
 
@@ -303,208 +301,6 @@ TEST_F(Fl30cTransferTest, InfraredForcesFullDepthAndIsDeliveredAsSent)
     EXPECT_EQ(countLogLines(out.text(), "WARN", kDriver, "irDataProcessing", "frame size not match"), 1);
 }
 
-TEST_F(Fl30cTransferTest, DepthOfAnotherSizeIsResizedToTheStoredSizeByNearestNeighbour)
-{
-    openWith();
-    setMode(MEDIA_TYPE_DEPTH, 320, 240, 15);
-    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH), 0);
-    warmUp();
-    Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(), 640, 1, d));  // 640 x 480 down to 320 x 240
-    Slot depth = d.slot[CAM_DATA_SLOT_DEPTH];
-    ASSERT_EQ(depth.width, 320u);
-    ASSERT_EQ(depth.height, 240u);
-    int wrong = 0;
-    for (int y = 0; y < 240; ++y)
-        for (int x = 0; x < 320; ++x)
-            wrong += depth.at<uint16_t>(static_cast<size_t>(y) * 320 + x) !=
-                     depthMmAt(nearest(x, 640, 320), nearest(y, 480, 240));
-    EXPECT_EQ(wrong, 0);
-
-    TransferRecipe small;
-    small.width = 160;  // 160 x 120 up to 320 x 240
-    ASSERT_TRUE(deliver(buildTransfer(small), 160, 2, d));
-    depth = d.slot[CAM_DATA_SLOT_DEPTH];
-    ASSERT_EQ(depth.width, 320u);
-    ASSERT_EQ(depth.height, 240u);
-    wrong = 0;
-    for (int y = 0; y < 240; ++y)
-        for (int x = 0; x < 320; ++x)
-            wrong += depth.at<uint16_t>(static_cast<size_t>(y) * 320 + x) !=
-                     depthMmAt(nearest(x, 160, 320), nearest(y, 120, 240));
-    EXPECT_EQ(wrong, 0);
-}
-
-TEST_F(Fl30cTransferTest, ColourIsDecodedAndResizedByNearestNeighbourToTheRequestedSize)
-{
-    makeDriver("FL30C:V1.0.8:001:20241021");  // 1280 x 720 MJPEG
-    openWith();
-    setMode(MEDIA_TYPE_RGB, 640, 480, 15);
-    ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
-    warmUp();
-    TransferRecipe recipe;
-    recipe.mjpegWidth = 1280, recipe.mjpegHeight = 720;
-    Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 3, d));
-    const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
-    ASSERT_EQ(rgb.width, 640u);
-    ASSERT_EQ(rgb.height, 480u);
-    ASSERT_EQ(rgb.size, 640u * 480 * 3);
-    EXPECT_EQ(rgb.length, 3u);
-    int w = 0, h = 0;
-    const auto decoded = decodeBgr(cardJpeg(1280, 720), w, h);
-    int wrong = 0;
-    for (int y = 0; y < 480; ++y)
-        for (int x = 0; x < 640; ++x) {
-            const size_t src = (static_cast<size_t>(nearest(y, 720, 480)) * 1280 + nearest(x, 1280, 640)) * 3;
-            wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 640 + x) * 3], &decoded[src], 3) != 0;
-        }
-    EXPECT_EQ(wrong, 0);
-    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 0u);  // not requested
-}
-
-// Pixel of the image before a turn that lands at (x, y) after it (clockwise quarter turns),
-// and mirror left-right after the turn; w, h: size before the turn.
-std::pair<int, int> sourceOf(int x, int y, int w, int h, int rotate, bool mirror)
-{
-    const int outW = (rotate == 90 || rotate == 270) ? h : w;
-    if (mirror) x = outW - 1 - x;
-    switch (rotate) {
-    case 90: return {y, h - 1 - x};
-    case 180: return {w - 1 - x, h - 1 - y};
-    case 270: return {w - 1 - y, x};
-    default: return {x, y};
-    }
-}
-
-TEST_F(Fl30cTransferTest, RotationAndMirrorTurnDepthInfraredAndColour)
-{
-    int w = 0, h = 0;
-    const auto decoded = decodeBgr(cardJpeg(640, 480), w, h);
-    for (int rotate : {0, 90, 180, 270})
-        for (bool mirror : {false, true}) {
-            SCOPED_TRACE("rotate " + std::to_string(rotate) + (mirror ? " mirrored" : ""));
-            makeDriver("FL30C:V1.0.8:H01:20241021");
-            openWith(fl30cConfig("", "{\"rotate\": " + std::to_string(rotate) + ", \"mirror\": " + (mirror ? "1" : "0") + "}"));
-            ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_IR), 0);
-            warmUp();
-            Delivery d;
-            ASSERT_TRUE(deliver(buildTransfer(), 640, 1, d));
-            const bool quarter = rotate == 90 || rotate == 270;
-            const uint32_t outW = quarter ? 480 : 640, outH = quarter ? 640 : 480;
-            const Slot& depth = d.slot[CAM_DATA_SLOT_DEPTH];
-            ASSERT_EQ(depth.width, outW);
-            ASSERT_EQ(depth.height, outH);
-            int wrong = 0;
-            for (int y = 0; y < static_cast<int>(outH); ++y)
-                for (int x = 0; x < static_cast<int>(outW); ++x) {
-                    const auto [sx, sy] = sourceOf(x, y, 640, 480, rotate, mirror);
-                    wrong += depth.at<uint16_t>(static_cast<size_t>(y) * outW + x) != depthMmAt(sx, sy);
-                }
-            EXPECT_EQ(wrong, 0) << "depth";
-
-            // Colour turns the same way, then is sized back to the requested 640 x 480.
-            const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
-            ASSERT_EQ(rgb.width, 640u);
-            ASSERT_EQ(rgb.height, 480u);
-            wrong = 0;
-            for (int y = 0; y < 480; ++y)
-                for (int x = 0; x < 640; ++x) {
-                    const int rx = nearest(x, static_cast<int>(outW), 640), ry = nearest(y, static_cast<int>(outH), 480);
-                    const auto [sx, sy] = sourceOf(rx, ry, 640, 480, rotate, mirror);
-                    wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 640 + x) * 3],
-                                         &decoded[(static_cast<size_t>(sy) * 640 + sx) * 3], 3) != 0;
-                }
-            EXPECT_EQ(wrong, 0) << "colour";
-
-            TransferRecipe irSpec;
-            irSpec.kind = 1;
-            ASSERT_TRUE(deliver(buildTransfer(irSpec), 640, 2, d));
-            const Slot& ir = d.slot[CAM_DATA_SLOT_IR];
-            ASSERT_EQ(ir.width, outW);
-            ASSERT_EQ(ir.height, outH);
-            wrong = 0;
-            for (int y = 0; y < static_cast<int>(outH); ++y)
-                for (int x = 0; x < static_cast<int>(outW); ++x) {
-                    const auto [sx, sy] = sourceOf(x, y, 640, 480, rotate, mirror);
-                    wrong += ir.bytes[static_cast<size_t>(y) * outW + x] != irAt(sx, sy);
-                }
-            EXPECT_EQ(wrong, 0) << "infrared";
-        }
-}
-
-TEST_F(Fl30cTransferTest, QuarterTurnsOfWideColourKeepTheCentreBand)
-{
-    makeDriver("FL30C:V1.0.8:001:20241021");  // 1280 x 720
-    openWith(fl30cConfig("", R"({"rotate": 90})"));
-    ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
-    warmUp();
-    TransferRecipe recipe;
-    recipe.mjpegWidth = 1280, recipe.mjpegHeight = 720;
-    Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 1, d));
-    const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
-    ASSERT_EQ(rgb.width, 1280u);
-    ASSERT_EQ(rgb.height, 720u);
-    int w = 0, h = 0;
-    const auto decoded = decodeBgr(cardJpeg(1280, 720), w, h);
-    int wrong = 0;
-    for (int y = 0; y < 720; y += 3)
-        for (int x = 0; x < 1280; x += 3) {
-            // Band 960 x 720 from column 160, turned to 720 x 960, sized to 1280 x 720.
-            const auto [bx, by] = sourceOf(nearest(x, 720, 1280), nearest(y, 960, 720), 960, 720, 90, false);
-            wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 1280 + x) * 3],
-                                 &decoded[(static_cast<size_t>(by) * 1280 + 160 + bx) * 3], 3) != 0;
-        }
-    EXPECT_EQ(wrong, 0);
-}
-
-TEST_F(Fl30cTransferTest, QuarterTurnToAThreeHundredSixtyRowOutputKeepsTheAspect)
-{
-    makeDriver("FL30C:V1.0.8:H03:20241021");  // 640 x 360
-    openWith(fl30cConfig("", R"({"rotate": 270})"));
-    ASSERT_EQ(driver->startStreaming(QV_MEDIA_RGB), 0);
-    warmUp();
-    TransferRecipe recipe;
-    recipe.mjpegWidth = 640, recipe.mjpegHeight = 360;
-    Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 1, d));
-    const Slot& rgb = d.slot[CAM_DATA_SLOT_RGB];
-    ASSERT_EQ(rgb.height, 360u);
-    ASSERT_EQ(rgb.width, 202u);  // 360 x 360 / 640, even
-    int w = 0, h = 0;
-    const auto decoded = decodeBgr(cardJpeg(640, 360), w, h);
-    int wrong = 0;
-    for (int y = 0; y < 360; ++y)
-        for (int x = 0; x < 202; ++x) {
-            const auto [sx, sy] = sourceOf(nearest(x, 360, 202), nearest(y, 640, 360), 640, 360, 270, false);
-            wrong += std::memcmp(&rgb.bytes[(static_cast<size_t>(y) * 202 + x) * 3],
-                                 &decoded[(static_cast<size_t>(sy) * 640 + sx) * 3], 3) != 0;
-        }
-    EXPECT_EQ(wrong, 0);
-}
-
-TEST_F(Fl30cTransferTest, ColourImageOfAnOddShapeCannotOverrunTheFrameBuffers)
-{
-    // A tall, narrow picture from a bad transfer: after a quarter turn a 360-row output
-    // would be 23,040 columns wide.
-    makeDriver("FL30C:V1.0.8:H03:20241021");
-    openWith(fl30cConfig("", R"({"rotate": 90})"));
-    ASSERT_EQ(driver->startStreaming(QV_MEDIA_DEPTH | QV_MEDIA_RGB), 0);
-    warmUp();
-    const auto jpeg = encodeJpeg(colourCard(64, 4096), 64, 4096);
-    TransferRecipe recipe;
-    recipe.jpeg = &jpeg;
-    Delivery d;
-    StdoutCapture out;
-    ASSERT_TRUE(deliver(buildTransfer(recipe), 640, 1, d));
-    EXPECT_EQ(d.slot[CAM_DATA_SLOT_RGB].size, 0u);
-    EXPECT_EQ(d.slot[CAM_DATA_SLOT_DEPTH].size, 640u * 480 * 2);
-    EXPECT_EQ(countLogLines(out.text(), "WARN", kDriver, "rgbDataProcessing",
-                            "colour image of 64x4096 cannot be delivered at 23040x360"),
-              1);
-}
-
 // ---------------------------------------------------------------- denoise
 
 namespace {
@@ -584,33 +380,4 @@ TEST_F(Fl30cTransferTest, DenoiseIsSkippedWhenTheConfiguredSizeIsNoMultipleOfThe
         EXPECT_EQ(depth.at<uint16_t>(103 * 640 + 103), 3000);  // untouched
         EXPECT_EQ(depth.at<uint16_t>(305 * 640 + 405), 3000);
     }
-}
-
-// ---------------------------------------------------------------- calibration
-
-TEST_F(Fl30cTransferTest, CalibrationIsTheFirstHeadersAndArrivesWithTheFirstFrame)
-{
-    openWith();
-    CAM_Parameter p{};
-    {
-        StdoutCapture out;
-        EXPECT_EQ(driver->getCameraParameter(&p), -1);
-        EXPECT_EQ(countLogLines(out.text(), "ERROR", kDriver, "getCameraParameter",
-                                "the calibration arrives with the first frame: start streaming first"),
-                  1);
-    }
-    ASSERT_EQ(driver->startStreaming(0), 0);
-    warmUp();
-    EXPECT_EQ(driver->getCameraParameter(&p), -1);  // skipped frames are not read
-    Delivery d;
-    ASSERT_TRUE(deliver(buildTransfer(), 640, 1, d));
-    ASSERT_EQ(driver->getCameraParameter(&p), 0);
-    const CAM_Parameter sent = testCalibration();
-    EXPECT_EQ(std::memcmp(&p, &sent, sizeof p), 0);
-
-    TransferRecipe other;
-    other.calibration.depthFx = 1.f;
-    ASSERT_TRUE(deliver(buildTransfer(other), 640, 2, d));
-    ASSERT_EQ(driver->getCameraParameter(&p), 0);
-    EXPECT_EQ(std::memcmp(&p, &sent, sizeof p), 0);  // later headers are not read again
 }

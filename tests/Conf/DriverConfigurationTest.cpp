@@ -106,8 +106,7 @@ TEST(DriverConfiguration, FailuresAreLoggedWithTheDriversLinesAndKeepTheSettings
                             "failed to parse the configuration from " + wrongModel + ", ret :-8"),
               1);
     EXPECT_EQ(countLogLines(log, "ERROR", "Fl30cCameraConf", "getConfigurationParameters",
-                            "failed to parse the configuration from " + tampered +
-                                ", ret :-1, use the default configuration parameters."),
+                            "failed to parse the configuration from " + tampered + ", ret :-1, the camera is not opened."),
               1);
     EXPECT_EQ(countLogLines(log, "INFO", "ConfContainer", "decrypt", "File verification failed."), 1);
     EXPECT_EQ(a.gain + b.gain + f.gain, 21);

@@ -122,7 +122,7 @@ TEST(QvConfCli, CheckReportsTheReadersError)
     EXPECT_EQ(run.out, "");
     EXPECT_EQ(run.err, "qv-conf: " + bad +
                            " is not accepted for QV_CAM_FL30C: a key has the wrong type or an out-of-range value "
-                           "(code -9); the camera would keep its defaults\n");
+                           "(code -9); a camera given this file does not open\n");
     run = qvConf({"check", bad, "--module", "QV_CAM_VIRENE_B"});
     EXPECT_EQ(run.code, 1);
     EXPECT_NE(run.err.find("the document has no object for this module (code -8)"), std::string::npos);

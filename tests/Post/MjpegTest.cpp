@@ -106,28 +106,26 @@ TEST(MjpegDecoding, CodesForBadInputAndSmallBuffers)
               1);
 }
 
-TEST(MjpegDecoding, TruncatedStreamDecodesWithAWarningAndCorruptDataFails)
+TEST(MjpegDecoding, DamagedDataIsADecodeFailureNotAPartImage)
 {
     const int w = 64, h = 64;
     auto jpeg = encodeBgr(redBlue(w, h), w, h);
     std::vector<uint8_t> out(w * h * 3);
     unsigned width = 0, height = 0;
     OrrPost post;
-    // Half of the entropy-coded data after the start-of-scan marker: libjpeg-turbo
-    // fills the rest of the image and warns.
+    // Half of the entropy-coded data after the start-of-scan marker: libjpeg-turbo would
+    // fill the rest of the picture with grey and only warn.
     std::size_t sos = 0;
     for (std::size_t i = 0; i + 1 < jpeg.size(); ++i)
         if (jpeg[i] == 0xFF && jpeg[i + 1] == 0xDA) sos = i;
     ASSERT_GT(sos, 0u);
     const int half = static_cast<int>(sos + (jpeg.size() - sos) / 2);
-    std::vector<uint8_t> headerOnly(jpeg.begin(), jpeg.begin() + 4);
     orrtest::StdoutCapture capture;
-    const int truncated =
-        post.mjpgToRGB24(jpeg.data(), half, out.data(), width, height, static_cast<unsigned>(out.size()));
-    const int broken = post.mjpgToRGB24(headerOnly.data(), 4, out.data(), width, height, 0);
+    EXPECT_EQ(post.mjpgToRGB24(jpeg.data(), half, out.data(), width, height, static_cast<unsigned>(out.size())), -4);
+    EXPECT_EQ(post.mjpgToY8(jpeg.data(), half, out.data(), width, height, 0), -3);
     const std::string log = capture.text();
-    EXPECT_EQ(truncated, 0);
-    EXPECT_EQ(broken, -2);
+    EXPECT_EQ(orrtest::countLogLines(log, "WARN", "OrrPost", "decodeJpeg", "jpeg image 64x64 is damaged: Premature end of JPEG file"), 2)
+        << log;
     EXPECT_EQ(orrtest::countAnyLogLines(log), 2);
 }
 

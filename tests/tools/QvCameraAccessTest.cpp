@@ -116,4 +116,19 @@ TEST_F(QvCameraAccess, AModelThisReleaseDoesNotStreamIsListedButNotOpened)
     EXPECT_TRUE(contains(gain.err, "qv set: camera 0 is a G700; these settings belong to the Fl30c")) << gain.both();
 }
 
+
+TEST_F(QvCameraAccess, ColourImagesTheCameraSentDamagedAreDroppedAndCounted)
+{
+    EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
+    ASSERT_NE(camera, nullptr);
+    Fl30cTransferFault cut;  // every colour image loses all but its first 3,000 bytes
+    cut.mjpegCutTo = 3000;
+    camera->setTransferFault(cut);
+    const Outcome r = runQv({"stream", "--frames", "6", "--quiet"});
+    EXPECT_EQ(r.status, 1) << r.both();  // no colour frame came through
+    EXPECT_TRUE(contains(r.out, "\n  depth         6 frames")) << r.out;
+    EXPECT_FALSE(contains(r.out, "\n  color  ")) << r.out;
+    EXPECT_TRUE(contains(r.out, "\n  damaged color       6 (not decodable, dropped by the library)\n")) << r.out;
+}
+
 }  // namespace

@@ -72,7 +72,7 @@ TEST_F(QvColouredCloud, EachPointCarriesTheColourOfItsPixel)
     ASSERT_EQ(g.rgb.width, 640u);
 
     std::string error;
-    const auto written = qv::FrameSaver::write(g, dir, "aligned_", true, error);
+    const auto written = qv::FrameSaver::write(g, dir, "aligned_", true, qv::CloudUnits::Millimetres, error);
     EXPECT_EQ(error, "");
     const std::string ply = dir + "/aligned_cloud.ply";
     ASSERT_NE(std::find(written.begin(), written.end(), ply), written.end());

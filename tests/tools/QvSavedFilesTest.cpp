@@ -72,9 +72,11 @@ protected:
         EXPECT_EQ(r.status, 0) << r.both();
         return r.out;
     }
-    // Every point where it should be, and the planes of the scene where the scene has them.
-    static void expectSceneCloud(const std::vector<Point>& points, const char* reader)
+    // Every point where it should be (the files hold metres), and the planes of the scene
+    // where the scene has them.
+    static void expectSceneCloud(std::vector<Point> points, const char* reader)
     {
+        for (Point& p : points) p = {p.x * 1000, p.y * 1000, p.z * 1000};
         const std::vector<Point>& expected = truth().cloud();
         ASSERT_EQ(points.size(), expected.size()) << reader;
         size_t wrong = 0, first = 0;
@@ -233,6 +235,8 @@ TEST_F(QvSavedFiles, BinaryPlyReadByOpen3dHasTheRenderedPointsAndPlanes)
     ASSERT_EQ(r.status, 0) << r.both();
     // The camera does not report depth aligned to colour here: no colour per point.
     EXPECT_EQ(r.out, std::to_string(truth().cloud().size()) + " points, colours no\n");
+    const std::vector<uint8_t> ply = qvtest::readBytes(file("cloud.ply"));
+    EXPECT_TRUE(contains(std::string(ply.begin(), ply.begin() + 200), "\ncomment units metres\n"));
     expectSceneCloud(qvtest::readPointFile(points), "Open3D");
 }
 

@@ -174,6 +174,22 @@ TEST(QvStream, AConfigurationFileThatCannotBeUsedStopsTheStreamWithItsReason)
     EXPECT_TRUE(contains(broken.err, "camera 0: the configuration file " + dir + "/broken.json was refused: it is not JSON"))
         << broken.both();
     EXPECT_FALSE(contains(broken.out, "frame groups")) << broken.both();
+
+    // A container whose checksum no longer matches (one cipher byte changed) is named as such,
+    // not taken for a camera that is missing or busy.
+    std::ofstream(dir + "/plain.json") << R"({"version": "v1.0", "QV_CAM_FL30C": {}})";
+    ASSERT_EQ(runProgram({QV_CONF_BINARY, "encrypt", dir + "/plain.json", dir + "/sealed.bin"}).status, 0);
+    std::fstream sealed(dir + "/sealed.bin", std::ios::in | std::ios::out | std::ios::binary);
+    sealed.seekg(20);
+    const char byte = static_cast<char>(sealed.get() ^ 0xFF);
+    sealed.seekp(20);
+    sealed.put(byte);
+    sealed.close();
+    const Outcome tampered = runQv({"stream", "--emulate", "fl30c", "--frames", "3", "--config", dir + "/sealed.bin", "--quiet"});
+    EXPECT_EQ(tampered.status, 1);
+    EXPECT_TRUE(contains(tampered.err, "camera 0: the configuration file " + dir +
+                                           "/sealed.bin was refused: its checksum does not match its contents"))
+        << tampered.both();
 }
 
 TEST(QvStream, StreamsTheCameraCannotDeliverAreReported)

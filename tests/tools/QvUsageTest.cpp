@@ -83,6 +83,7 @@ TEST(QvUsage, StreamOptionsWithBadValuesAreRefused)
         {{"stream", "--save-at", "3"}, "--save-at goes with --save DIR"},
         {{"stream", "--save", "/tmp/x", "--save-at", "0"}, "--save-at needs frame numbers"},
         {{"stream", "--config="}, "--config needs a file"},
+        {{"stream", "--units", "km"}, "--units is m or mm"},
     };
     for (const Mistake& m : mistakes) expectUsageError(m, usage);
 }

@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <memory>
+#include <string>
+#include <type_traits>
 
 #include "CameraConfLoader.h"
 #include "CameraConfResult.h"
+#include "DepthProcessConfig.h"
 #include "Fl30cCameraConf.h"
 #include "SolenConf.h"
 #include "VireneACameraConf.h"
@@ -17,9 +20,15 @@ namespace {
 
 const char* const kSolenModules[] = {"QV_CAM_FL30", "QV_CAM_FL30V", "QV_CAM_G700", "QV_CAM_GM80"};
 
-void describe(std::vector<ConfKey> const& keys, ConfModuleCatalog::CheckResult& result)
+template <typename Record>
+void describe(std::vector<ConfKey> const& keys, const Record& record, ConfModuleCatalog::CheckResult& result)
 {
     for (const auto& key : keys) result.values.emplace_back(key.pathText(), key.valueText());
+    if constexpr (std::is_base_of_v<depth_process_para, Record>) {
+        if (record.denoiseEnable && record.farLimitAssumed)
+            result.warnings.push_back("Denoise is enabled without a positive \"max_th\": it keeps depth up to " +
+                                      std::to_string(record.maxTh) + " mm (no far limit)");
+    }
 }
 
 template <typename Reader, typename Record>
@@ -28,7 +37,7 @@ ConfModuleCatalog::CheckResult checkWith(const std::string& path)
     ConfModuleCatalog::CheckResult result;
     Record record;
     result.code = CameraConfLoader::parse(path, std::make_shared<Reader>(), Reader::kModuleName, &record);
-    if (result.code == CONF_OK) describe(Reader::keys(record), result);
+    if (result.code == CONF_OK) describe(Reader::keys(record), record, result);
     return result;
 }
 
@@ -65,6 +74,6 @@ ConfModuleCatalog::CheckResult ConfModuleCatalog::check(const std::string& path,
     }
     Solen::solen_config_para record;
     result.code = Solen::parseConfigFile(path, moduleName, record);
-    if (result.code == CONF_OK) describe(Solen::configKeys(record), result);
+    if (result.code == CONF_OK) describe(Solen::configKeys(record), record, result);
     return result;
 }

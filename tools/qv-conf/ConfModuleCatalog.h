@@ -11,6 +11,7 @@ public:
         int code = 0;  // 0 or the reader's negative code
         // The record the driver would apply, as (document path, value) in reading order.
         std::vector<std::pair<std::string, std::string>> values;
+        std::vector<std::string> warnings;  // accepted, but probably not what was meant
     };
 
     static std::vector<std::string> names();

@@ -13,6 +13,7 @@
 #include "ConfContainer.h"
 #include "ConfFileKind.h"
 #include "ConfModuleCatalog.h"
+#include "RegularFile.h"
 
 using namespace orrindale::sdk;
 
@@ -145,15 +146,18 @@ int QvConfCli::check(const std::string& path, const std::string& moduleName)
         m_err << "\n";
         return kExitUsage;
     }
+    std::vector<char> bytes;
+    if (!readFile(path, bytes)) return kExitFailure;  // a FIFO or a directory is refused before any read
     const auto result = ConfModuleCatalog::check(path, moduleName);
     if (result.code != CONF_OK) {
         m_err << "qv-conf: " << path << " is not accepted for " << moduleName << ": "
               << cameraConfResultText(result.code) << " (code " << result.code
-              << "); the camera would keep its defaults\n";
+              << "); a camera given this file does not open\n";
         return kExitFailure;
     }
     m_out << moduleName << " settings from " << path << ":\n";
     for (const auto& [key, value] : result.values) m_out << "  " << key << " = " << value << "\n";
+    for (const auto& warning : result.warnings) m_err << "qv-conf: warning: " << warning << "\n";
     return kExitOk;
 }
 
@@ -172,24 +176,21 @@ int QvConfCli::usage(const std::string& problem)
 
 bool QvConfCli::readFile(const std::string& path, std::vector<char>& bytes)
 {
-    std::ifstream in(path, std::ios::binary);
-    if (!in.is_open()) {
-        m_err << "qv-conf: cannot open " << path << "\n";
+    RegularFile file;
+    const RegularFile::Status opened = file.open(path);
+    if (opened != RegularFile::Status::Ok) {
+        m_err << "qv-conf: " << (opened == RegularFile::Status::NotRegular ? path + " is not a regular file"
+                                                                          : "cannot open " + path)
+              << "\n";
         return false;
     }
-    std::vector<char> data;
-    char chunk[4096];
-    while (in.read(chunk, sizeof chunk) || in.gcount() > 0) {
-        data.insert(data.end(), chunk, chunk + in.gcount());
-        if (data.size() > CameraConf::kMaxFileSize) {
-            m_err << "qv-conf: " << path << " is larger than " << CameraConf::kMaxFileSize << " bytes\n";
-            return false;
-        }
+    if (file.size() > CameraConf::kMaxFileSize) {
+        m_err << "qv-conf: " << path << " is larger than " << CameraConf::kMaxFileSize << " bytes\n";
+        return false;
     }
-    if (in.bad()) {
+    if (file.read(bytes, CameraConf::kMaxFileSize) != RegularFile::Status::Ok) {
         m_err << "qv-conf: cannot read " << path << "\n";
         return false;
     }
-    bytes.swap(data);
     return true;
 }

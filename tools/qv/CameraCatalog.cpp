@@ -209,7 +209,7 @@ std::string CameraCatalog::openFailure(int code)
     switch (code) {
     case -2: return "this camera model is not supported by this release";
     case -82: return "the camera is in use by another program, or its video stream cannot be opened";
-    case -1: return "the camera could not be opened (unplugged, or in use)";
+    case -1: return "the camera could not be opened (it did not answer, or it was unplugged)";
     default: return "the camera could not be opened (code " + std::to_string(code) + ")";
     }
 }

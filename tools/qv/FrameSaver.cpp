@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "DepthColorizer.h"
 #include "PngWriter.h"
@@ -48,7 +49,7 @@ SavedGroup FrameSaver::copy(const CAM_DATA& data)
 }
 
 std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::string& dir, const std::string& prefix,
-                                           bool depthAligned, std::string& error)
+                                           bool depthAligned, CloudUnits units, std::string& error)
 {
     std::vector<std::string> written;
     const std::string base = dir + "/" + prefix;
@@ -78,11 +79,14 @@ std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::strin
              path, why, written, error);
     }
     if (g.cloud.present()) {
-        const auto* points = reinterpret_cast<const float*>(g.cloud.bytes.data());
         const size_t count = g.cloud.bytes.size() / 12;
+        std::vector<float> points(count * 3);
+        std::memcpy(points.data(), g.cloud.bytes.data(), count * 12);
+        if (units == CloudUnits::Metres)
+            for (float& v : points) v *= 0.001f;
         std::string path = base + "cloud.pcd";
         std::remove(path.c_str());
-        savePointCloudWithPcdFormat(path.c_str(), const_cast<float*>(points), count * 3);
+        savePointCloudWithPcdFormat(path.c_str(), points.data(), count * 3);
         struct stat st{};
         keep(stat(path.c_str(), &st) == 0 && st.st_size > 0, path, "cannot create " + path, written, error);
 
@@ -106,8 +110,9 @@ std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::strin
             if (colours.size() != count * 3) colours.clear();
         }
         path = base + "cloud.ply";
-        keep(PointCloudFiles::writePly(path, points, count, colours.empty() ? nullptr : colours.data(), why), path, why,
-             written, error);
+        keep(PointCloudFiles::writePly(path, points.data(), count, colours.empty() ? nullptr : colours.data(), units,
+                                       why),
+             path, why, written, error);
     }
     return written;
 }

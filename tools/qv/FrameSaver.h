@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "PointCloudFiles.h"
 #include "qv_camera_sdk_types.h"
 
 namespace qv {
@@ -30,9 +31,10 @@ public:
     static FrameCopy copy(const CAM_FRAME& frame);
     // Writes the files of a group under dir with the given prefix; returns the paths
     // written; error holds the first failure. depthAligned: the depth image is in the
-    // colour camera's grid, so the cloud can carry colour.
+    // colour camera's grid, so the cloud can carry colour. The PCD and PLY files hold the
+    // cloud in units.
     static std::vector<std::string> write(const SavedGroup& group, const std::string& dir, const std::string& prefix,
-                                          bool depthAligned, std::string& error);
+                                          bool depthAligned, CloudUnits units, std::string& error);
 };
 
 }  // namespace qv

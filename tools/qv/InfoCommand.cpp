@@ -83,15 +83,15 @@ int InfoCommand::run(const std::vector<std::string>& args)
 
     printModes(out, "depth", c.handle, MEDIA_TYPE_DEPTH);
     printModes(out, "color", c.handle, MEDIA_TYPE_RGB);
-    STREAM_PARAM_S current[3] = {};
-    const bool haveCurrent = QV_SDK_GetStreamParam(c.handle, current) == 0;
+    STREAM_PARAM_S current[STREAM_PARAM_COUNT] = {};
+    const bool haveCurrent = QV_SDK_GetStreamParamArray(c.handle, current, STREAM_PARAM_COUNT) == STREAM_PARAM_COUNT;
     if (c.model == CAMERA_MODEL_FL30C && haveCurrent)
         // The Fl30c has one infrared mode: it sends depth and infrared in turn at twice the rate.
-        std::fprintf(out, "  ir     modes      %ux%u @ %u fps (fixed; depth and infrared in turn)\n", current[2].width,
-                     current[2].height, current[2].fps);
+        std::fprintf(out, "  ir     modes      %ux%u @ %u fps (fixed; depth and infrared in turn)\n",
+                     current[STREAM_PARAM_IR].width, current[STREAM_PARAM_IR].height, current[STREAM_PARAM_IR].fps);
     if (haveCurrent) {
-        const char* names[3] = {"color", "depth", "ir"};
-        for (int i = 0; i < 3; ++i)
+        const char* names[STREAM_PARAM_COUNT] = {"color", "depth", "ir"};
+        for (int i = 0; i < STREAM_PARAM_COUNT; ++i)
             std::fprintf(out, "  %-6s now        %ux%u @ %u fps\n", names[i], current[i].width, current[i].height,
                          current[i].fps);
     }

@@ -8,14 +8,15 @@
 namespace qv {
 
 bool PointCloudFiles::writePly(const std::string& path, const float* points, size_t count, const uint8_t* rgb,
-                               std::string& error)
+                               CloudUnits units, std::string& error)
 {
     FILE* file = std::fopen(path.c_str(), "wb");
     if (file == nullptr) {
         error = "cannot create " + path;
         return false;
     }
-    std::string header = "ply\nformat binary_little_endian 1.0\ncomment written by qv\nelement vertex " +
+    std::string header = "ply\nformat binary_little_endian 1.0\ncomment written by qv\ncomment units " +
+                         std::string(units == CloudUnits::Metres ? "metres" : "millimetres") + "\nelement vertex " +
                          std::to_string(count) + "\nproperty float x\nproperty float y\nproperty float z\n";
     if (rgb != nullptr) header += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
     header += "end_header\n";

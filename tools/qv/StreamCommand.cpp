@@ -173,6 +173,7 @@ struct Settings {
     int processorOutput = -1;  // Fl30c stream command: 0 depth, 1 infrared, 2 both in turn
     std::string config, saveDir;
     std::set<uint64_t> saveAt;
+    CloudUnits units = CloudUnits::Metres;
 };
 
 bool parseSettings(const Options& o, Settings& s, std::string& error)
@@ -258,6 +259,12 @@ bool parseSettings(const Options& o, Settings& s, std::string& error)
         }
     }
     if (!s.saveDir.empty() && s.saveAt.empty()) s.saveAt.insert(10);
+    const std::string units = o.get("units", "m");
+    if (units != "m" && units != "mm") {
+        error = "--units is m or mm";
+        return false;
+    }
+    s.units = units == "mm" ? CloudUnits::Millimetres : CloudUnits::Metres;
     return true;
 }
 
@@ -265,10 +272,17 @@ bool parseSettings(const Options& o, Settings& s, std::string& error)
 constexpr unsigned char kStreamCommand = 0x20;
 
 // A sentence for an open that failed while a configuration file was given.
-std::string configFailure(int code, const std::string& path)
+std::string configFailure(int code, const std::string& path, void* handle)
 {
     const char* why = nullptr;
     switch (code) {
+    case -1:
+        // A container whose checksum fails and a camera that does not answer both give -1:
+        // the camera opening without the file tells them apart.
+        if (QV_SDK_OpenCamera(handle, nullptr) != 0) return CameraCatalog::openFailure(code);
+        QV_SDK_CloseCamera(handle);
+        why = "its checksum does not match its contents (damaged, or changed after it was encrypted)";
+        break;
     case -3: why = "it cannot be read"; break;
     case -4: why = "its container header does not fit the file"; break;
     case -5: why = "it cannot be decrypted"; break;
@@ -288,7 +302,7 @@ bool startCamera(CameraStream& stream, const Settings& s, std::string& error)
     const std::string name = "camera " + std::to_string(c.index);
     int ret = QV_SDK_OpenCamera(c.handle, s.config.empty() ? nullptr : s.config.c_str());
     if (ret != 0) {
-        error = name + ": " + (s.config.empty() ? CameraCatalog::openFailure(ret) : configFailure(ret, s.config));
+        error = name + ": " + (s.config.empty() ? CameraCatalog::openFailure(ret) : configFailure(ret, s.config, c.handle));
         return false;
     }
     if (s.processorOutput >= 0) {
@@ -335,12 +349,13 @@ const char* StreamCommand::usage()
     return "usage: qv stream [--index N | --serial S | --bus B --port-path P] [--frames N | --seconds T]\n"
            "                 [--streams depth,rgb,ir,cloud,mjpeg | --mask HEX] [--depth WxH@FPS] [--rgb WxH@FPS]\n"
            "                 [--clock steady|system] [--config FILE] [--processor-output depth|ir|alternate]\n"
-           "                 [--save DIR [--save-at N[,M...]]]\n"
+           "                 [--save DIR [--save-at N[,M...]] [--units m|mm]]\n"
            "Streams every attached camera unless one is chosen; depth, rgb and cloud for 5 s by default.\n"
            "--save DIR writes the frame group at callback N (10 by default) of each camera: depth as a\n"
            "colourised PNG with its range in mm and as 16-bit PNG (mm), colour and infrared as PNG, the\n"
-           "point cloud as PCD and binary PLY. Infrared needs --processor-output alternate (depth and\n"
-           "infrared in turn) or ir. Ctrl-C ends the stream early and still prints the summary.\n";
+           "point cloud as PCD and binary PLY in metres (--units mm: millimetres). Infrared needs\n"
+           "--processor-output alternate (depth and infrared in turn) or ir. Ctrl-C ends the stream\n"
+           "early and still prints the summary.\n";
 }
 
 int StreamCommand::run(const std::vector<std::string>& args)
@@ -349,7 +364,7 @@ int StreamCommand::run(const std::vector<std::string>& args)
     std::string error;
     if (!options.parse(args,
                        {"index", "serial", "bus", "port-path", "frames", "seconds", "streams", "mask", "depth", "rgb",
-                        "clock", "config", "processor-output", "save", "save-at"},
+                        "clock", "config", "processor-output", "save", "save-at", "units"},
                        {}, error) ||
         !options.positionals().empty()) {
         std::fprintf(Console::err(), "qv stream: %s\n%s",
@@ -387,7 +402,8 @@ int StreamCommand::run(const std::vector<std::string>& args)
     for (CameraEntry* camera : selected) {
         auto stream = std::make_unique<CameraStream>();
         stream->camera = camera;
-        stream->stats = std::make_unique<StreamStats>(settings.clock);
+        stream->stats = std::make_unique<StreamStats>(
+            settings.clock, camera->model == CAMERA_MODEL_FL30C && (settings.mask & QV_MEDIA_RGB));
         stream->saveAt = settings.saveAt;
         stream->limit = static_cast<uint64_t>(settings.frames);
         if (startCamera(*stream, settings, error)) {
@@ -479,6 +495,9 @@ int StreamCommand::run(const std::vector<std::string>& args)
                 absent += std::string(absent.empty() ? "" : ", ") + StreamStats::streamName(k);
         }
         std::fprintf(out, "  dropped transfers   %llu\n", static_cast<unsigned long long>(st.droppedTransfers()));
+        if (s->camera->model == CAMERA_MODEL_FL30C && (s->mask & QV_MEDIA_RGB))
+            std::fprintf(out, "  damaged color       %llu (not decodable, dropped by the library)\n",
+                         static_cast<unsigned long long>(st.damagedColour()));
         std::fprintf(out, "  callback latency    %.1f ms mean, %.1f ms max (from the transport's time stamp)\n",
                      st.meanLatencyMs(), st.maxLatencyMs());
         if (!absent.empty()) {
@@ -498,7 +517,8 @@ int StreamCommand::run(const std::vector<std::string>& args)
         for (const SavedGroup& g : s->saved) {
             const std::string prefix = "cam" + std::to_string(s->camera->index) + "_frame" + std::to_string(g.frameId) + "_";
             std::string saveError;
-            for (const std::string& path : FrameSaver::write(g, settings.saveDir, prefix, s->depthAligned, saveError))
+            for (const std::string& path :
+                 FrameSaver::write(g, settings.saveDir, prefix, s->depthAligned, settings.units, saveError))
                 std::fprintf(out, "  saved %s\n", path.c_str());
             if (!saveError.empty()) {
                 std::fprintf(Console::err(), "qv stream: %s\n", saveError.c_str());

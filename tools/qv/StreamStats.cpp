@@ -35,6 +35,7 @@ void StreamStats::record(const CAM_DATA& data)
 
     std::lock_guard<std::mutex> lock(m_mutex);
     ++m_callbacks;
+    if (m_colourEveryGroup && data.frame[CAM_DATA_SLOT_RGB].size == 0) ++m_damagedColour;
     uint64_t stamp = 0;
     for (int s = 0; s < kStreams; ++s) {
         const CAM_FRAME& f = data.frame[slotOf(s)];
@@ -79,6 +80,12 @@ uint64_t StreamStats::droppedTransfers() const
 {
     std::lock_guard<std::mutex> lock(m_mutex);
     return m_gaps;
+}
+
+uint64_t StreamStats::damagedColour() const
+{
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_damagedColour;
 }
 
 double StreamStats::meanLatencyMs() const

@@ -19,7 +19,11 @@ public:
     // The media-mask bit of a stream.
     static int maskBit(int stream);
 
-    explicit StreamStats(int clockType) : m_clockType(clockType) {}
+    // colourEveryGroup: the camera sends a colour image with every transfer (the Fl30c), so a
+    // group without one is a colour image the library dropped as damaged.
+    StreamStats(int clockType, bool colourEveryGroup) : m_clockType(clockType), m_colourEveryGroup(colourEveryGroup)
+    {
+    }
 
     // Called on the delivering thread for each frame group.
     void record(const CAM_DATA& data);
@@ -28,6 +32,7 @@ public:
     uint64_t frames(int stream) const;
     double fps(int stream) const;
     uint64_t droppedTransfers() const;
+    uint64_t damagedColour() const;
     double meanLatencyMs() const;
     double maxLatencyMs() const;
     // "depth 14.9  color 14.9 ..." for the streams that delivered.
@@ -38,6 +43,8 @@ private:
     static int slotOf(int stream);
 
     const int m_clockType;
+    const bool m_colourEveryGroup;
+    uint64_t m_damagedColour = 0;
     mutable std::mutex m_mutex;
     uint64_t m_callbacks = 0;
     std::array<uint64_t, kStreams> m_frames{};

@@ -65,11 +65,7 @@ JpegDecoder::Result JpegDecoder::decode(const uint8_t* jpeg, std::size_t size, u
     if (tjDecompress2(handle, jpeg, static_cast<unsigned long>(size), out, width,
                       width * static_cast<int>(bytesPerPixel), height, pixelFormat, TJFLAG_FASTDCT) != 0) {
         result.message = tjGetErrorStr2(handle);
-        if (tjGetErrorCode(handle) == TJERR_WARNING) {
-            result.warning = true;
-        } else {
-            result.status = Status::kDecodeFailed;
-        }
+        result.status = tjGetErrorCode(handle) == TJERR_WARNING ? Status::kDamaged : Status::kDecodeFailed;
     }
     return result;
 }

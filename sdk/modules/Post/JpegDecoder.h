@@ -10,13 +10,13 @@ namespace orrindale {
 class JpegDecoder {
 public:
     enum class PixelFormat { kGray, kBgr };
-    enum class Status { kOk, kNoDecompressor, kBadHeader, kTooSmall, kDecodeFailed };
+    // kDamaged: the data decoded only in part (truncated or corrupt); the image is incomplete.
+    enum class Status { kOk, kNoDecompressor, kBadHeader, kTooSmall, kDamaged, kDecodeFailed };
 
     struct Result {
         Status status = Status::kOk;
         unsigned width = 0;   // known from kTooSmall on
         unsigned height = 0;
-        bool warning = false;  // decoded, but the data was damaged (e.g. truncated)
         const char* message = "";
     };
 

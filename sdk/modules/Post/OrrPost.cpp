@@ -265,6 +265,12 @@ int decodeJpeg(void* jpeg, int size, unsigned char* out, unsigned int& width, un
         height = r.height;
         QV_LOGE("jpeg image ", r.width, "x", r.height, " does not fit ", capacity, " bytes");
         return -2;
+    case JpegDecoder::Status::kDamaged:
+        // A picture with a part missing or garbled is not a decoded image.
+        width = r.width;
+        height = r.height;
+        QV_LOGW("jpeg image ", r.width, "x", r.height, " is damaged: ", r.message);
+        return decodeFailure;
     case JpegDecoder::Status::kDecodeFailed:
         width = r.width;
         height = r.height;
@@ -275,7 +281,6 @@ int decodeJpeg(void* jpeg, int size, unsigned char* out, unsigned int& width, un
     }
     width = r.width;
     height = r.height;
-    if (r.warning) QV_LOGW("tjDecompress2 warning: ", r.message);
     return 0;
 }
 

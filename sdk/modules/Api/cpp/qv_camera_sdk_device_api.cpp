@@ -81,6 +81,25 @@ int QV_SDK_GetStreamParam(void* handle, STREAM_PARAM_S* param)
     return withOpenCamera(handle, QV_CALL_SITE, kNotOpen, [&](ICameraOps& d) { return d.getStreamParam(param); });
 }
 
+int QV_SDK_GetStreamParamArray(void* handle, STREAM_PARAM_S* params, int count)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withOpenCamera(handle, site, kNotOpen, [&](ICameraOps& d) -> int {
+        if (!checkBuffer(params, site)) return -1;
+        if (count < 0) {
+            logAt("ERROR", site, "count ", count, " is negative");
+            return -1;
+        }
+        // The driver writes all its records; the caller's array takes as many as it holds.
+        STREAM_PARAM_S all[STREAM_PARAM_COUNT] = {};
+        const int ret = d.getStreamParam(all);
+        if (ret < 0) return ret;
+        const int n = std::min<int>(count, STREAM_PARAM_COUNT);
+        std::copy(all, all + n, params);
+        return n;
+    });
+}
+
 int QV_SDK_SetStreamParam(void* handle, MEDIA_TYPE_E type, const STREAM_PARAM_S* param)
 {
     return withOpenCamera(handle, QV_CALL_SITE, kNotOpen,

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "CameraConfResult.h"
 #include "ConfJsonDocument.h"
 #include "ConfKey.h"
+#include "DepthProcessConfig.h"
 #include "Logger.h"
 
 namespace orrindale::sdk {
@@ -30,6 +32,7 @@ int parseModuleRecord(const char* text, const std::string& moduleName, const std
     Record record = *out;
     ret = ConfKey::readAll(module, keysOf(record));
     if (ret != CONF_OK) return ret;
+    if constexpr (std::is_base_of_v<depth_process_para, Record>) settleDepthProcess(record, module);
     *out = record;
     return CONF_OK;
 }

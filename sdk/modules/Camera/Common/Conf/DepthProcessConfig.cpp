@@ -1,6 +1,10 @@
 #include "DepthProcessConfig.h"
 
+#include <cjson/cJSON.h>
+
 #include <limits>
+
+#include "Logger.h"
 
 namespace orrindale::sdk {
 
@@ -22,6 +26,22 @@ void appendDepthProcessKeys(std::vector<ConfKey>& keys, depth_process_para& r)
         ConfKey::flag({"DepthProcess", "Registration", "enable"}, r.registrationEnable),
         ConfKey::flag({"PointCloudProcess", "pcl_organized", "enable"}, r.pclOrganized),
     });
+}
+
+void settleDepthProcess(depth_process_para& r, const cJSON* module)
+{
+    const cJSON* denoise = cJSON_GetObjectItemCaseSensitive(
+        cJSON_GetObjectItemCaseSensitive(module, "DepthProcess"), "Denoise");
+    const bool given = cJSON_GetObjectItemCaseSensitive(denoise, "max_th") != nullptr;
+    if (given && r.maxTh > 0) {
+        r.farLimitAssumed = false;
+        return;
+    }
+    if (r.maxTh <= 0) r.maxTh = depth_process_para::kNoFarLimit;
+    r.farLimitAssumed = true;
+    if (r.denoiseEnable)
+        QV_LOGW("\"DepthProcess/Denoise/max_th\" is missing or not positive: Denoise keeps depth up to ", r.maxTh,
+                " mm");
 }
 
 }  // namespace orrindale::sdk

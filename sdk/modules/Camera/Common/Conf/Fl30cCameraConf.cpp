@@ -42,8 +42,7 @@ int getConfigurationParameters(char const* path, fl30c_config_para& settings)
     QV_LOGI("parse the configuration file:", path);
     const int ret = CameraConfLoader::parse(path, std::make_shared<CameraConf>(), CameraConf::kModuleName, &settings);
     if (ret != 0) {
-        QV_LOGE("failed to parse the configuration from ", path, ", ret :", ret,
-                ", use the default configuration parameters.");
+        QV_LOGE("failed to parse the configuration from ", path, ", ret :", ret, ", the camera is not opened.");
         return ret;
     }
     QV_LOGI("Camera parameters are set according to the configuration file.");

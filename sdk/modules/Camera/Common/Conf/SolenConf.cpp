@@ -50,6 +50,7 @@ int parseConfigText(char const* text, std::string const& moduleName, solen_confi
     solen_config_para record = out;
     ret = ConfKey::readAll(module, configKeys(record));
     if (ret != CONF_OK) return ret;
+    settleDepthProcess(record, module);
     out = record;
     return CONF_OK;
 }

@@ -49,24 +49,6 @@ void addModes(std::vector<STREAM_PARAM_S>& list, uint32_t width, uint32_t height
     for (uint32_t fps : kRates) list.push_back({width, height, fps});
 }
 
-// Intrinsics of an image that was scaled by (sx, sy), then rotated and mirrored.
-void transformIntrinsics(float& fx, float& fy, float& cx, float& cy, double sx, double sy, int width, int height,
-                         ROTATE_MODE_E mode, bool mirror)
-{
-    double fxs = fx * sx, fys = fy * sy, cxs = cx * sx, cys = cy * sy;
-    const double w = width, h = height;  // size before rotation
-    double nfx = fxs, nfy = fys, ncx = cxs, ncy = cys, outW = w;
-    switch (mode) {
-    case ROTATE_MODE_90: nfx = fys, nfy = fxs, ncx = h - 1 - cys, ncy = cxs, outW = h; break;
-    case ROTATE_MODE_180: ncx = w - 1 - cxs, ncy = h - 1 - cys; break;
-    case ROTATE_MODE_270: nfx = fys, nfy = fxs, ncx = cys, ncy = w - 1 - cxs, outW = h; break;
-    default: break;
-    }
-    if (mirror) ncx = outW - 1 - ncx;
-    fx = static_cast<float>(nfx), fy = static_cast<float>(nfy), cx = static_cast<float>(ncx),
-    cy = static_cast<float>(ncy);
-}
-
 }  // namespace
 
 CameraFl30c::CameraFl30c(const QV_CAM_ATTR& attr, void* handle) : CameraDriverBase(attr, handle)
@@ -217,9 +199,11 @@ int CameraFl30c::getStreamParam(STREAM_PARAM_S* param)
         QV_LOGE("param is nullptr");
         return -1;
     }
-    param[0] = m_rgb.get();
-    param[1] = m_depth.get();
-    param[2] = m_ir.get();
+    STREAM_PARAM_S sizes[3] = {};
+    Fl30cGeometry::deliveredSizes(geometryRequest(static_cast<int>(m_depth.width), static_cast<int>(m_depth.height)),
+                                  static_cast<int>(m_ir.width), static_cast<int>(m_ir.height), sizes);
+    const uint32_t fps[3] = {m_rgb.fps, m_depth.fps, m_ir.fps};
+    for (int i = 0; i < 3; ++i) param[i] = {sizes[i].width, sizes[i].height, fps[i]};
     return 0;
 }
 
@@ -234,7 +218,7 @@ int CameraFl30c::getCameraParameter(CAM_Parameter* parameter)
         QV_LOGE("the calibration arrives with the first frame: start streaming first");
         return -1;
     }
-    *parameter = m_calibration;
+    *parameter = m_reportedParameter;
     return 0;
 }
 
@@ -370,8 +354,10 @@ void CameraFl30c::preStart()
 {
     xuCommand()->setFrameRate(static_cast<int>(maxFps()));
     xuCommand()->setTemperatureDrifgingCompensation(m_config.tdc);
+    // The sizes may have changed since the last stream: the first transfer of this one
+    // brings the calibration of its images.
     std::lock_guard<std::mutex> lock(m_calibrationMutex);
-    if (m_calibrationLoaded) updateOutputParameters();  // sizes may have changed since the last stream
+    m_calibrationLoaded = false;
 }
 
 void CameraFl30c::postStart()
@@ -413,6 +399,7 @@ bool CameraFl30c::checkTransfer(const frame_info& frame, Transfer& t)
     t.size = frame.size;
     t.mjpegLength = mjpegLength;
     t.kind = frame.data[kImageKindOffset];
+    t.sequence = frame.sequence;
     if (!imageSizeOfTransfer(frame.width, t.imageWidth, t.imageHeight)) {
         QV_LOGW("transfer width ", frame.width, " carries no known image size");
         return false;
@@ -420,37 +407,33 @@ bool CameraFl30c::checkTransfer(const frame_info& frame, Transfer& t)
     return true;
 }
 
-void CameraFl30c::loadCalibration(const Transfer& t)
+Fl30cGeometry::Request CameraFl30c::geometryRequest(int transferWidth, int transferHeight) const
 {
-    std::lock_guard<std::mutex> lock(m_calibrationMutex);
-    if (m_calibrationLoaded) {
-        // The depth size can change while streaming (infrared forces 640 x 480): the output
-        // parameters follow it.
-        if (m_outputDepthWidth != m_depth.width || m_outputDepthHeight != m_depth.height) updateOutputParameters();
-        return;
-    }
-    std::memcpy(&m_calibration, t.data, sizeof m_calibration);
-    m_calibrationDepthWidth = t.imageWidth;
-    updateOutputParameters();
-    m_calibrationLoaded = true;
+    Fl30cGeometry::Request r;
+    r.transferWidth = transferWidth, r.transferHeight = transferHeight;
+    r.depthWidth = static_cast<int>(m_depth.width), r.depthHeight = static_cast<int>(m_depth.height);
+    r.mjpegWidth = static_cast<int>(m_mjpegWidth), r.mjpegHeight = static_cast<int>(m_mjpegHeight);
+    r.rgbWidth = static_cast<int>(m_rgb.width), r.rgbHeight = static_cast<int>(m_rgb.height);
+    r.rotate = m_rotate;
+    r.mirror = m_mirror;
+    r.registration = m_config.registrationEnable;
+    return r;
 }
 
-// Calibration of the images as delivered: depth intrinsics for the stored depth size,
-// colour intrinsics for the requested colour size, both after rotation and mirroring.
-void CameraFl30c::updateOutputParameters()
+void CameraFl30c::loadCalibration(const Transfer& t)
 {
-    CAM_Parameter p = m_calibration;
-    const int depthW = static_cast<int>(m_depth.width), depthH = static_cast<int>(m_depth.height);
-    m_outputDepthWidth = static_cast<uint32_t>(depthW);
-    m_outputDepthHeight = static_cast<uint32_t>(depthH);
-    const double depthScale = m_calibrationDepthWidth > 0 ? static_cast<double>(depthW) / m_calibrationDepthWidth : 1.0;
-    transformIntrinsics(p.depthFx, p.depthFy, p.depthCx, p.depthCy, depthScale, depthScale, depthW, depthH, m_rotate,
-                        m_mirror);
-    const double sx = static_cast<double>(m_rgb.width) / m_mjpegWidth;
-    const double sy = static_cast<double>(m_rgb.height) / m_mjpegHeight;
-    transformIntrinsics(p.rgbFx, p.rgbFy, p.rgbCx, p.rgbCy, sx, sy, static_cast<int>(m_rgb.width),
-                        static_cast<int>(m_rgb.height), m_rotate, m_mirror);
-    orrindale::transferPara(m_outputParameter, p, false);
+    // Every header is read: the depth calibration follows the transfer size, and the
+    // delivered sizes change when infrared forces 640 x 480 on a running stream.
+    CAM_Parameter header;
+    std::memcpy(&header, t.data, sizeof header);
+    const Fl30cGeometry::Request request = geometryRequest(t.imageWidth, t.imageHeight);
+    std::lock_guard<std::mutex> lock(m_calibrationMutex);
+    if (m_calibrationLoaded && request == m_geometry && std::memcmp(&header, &m_calibration, sizeof header) == 0)
+        return;
+    m_calibration = header;
+    m_geometry = request;
+    Fl30cGeometry::parameters(header, request, m_outputParameter, m_reportedParameter);
+    m_calibrationLoaded = true;
 }
 
 int CameraFl30c::processRawData(const frame_info& frame)
@@ -498,41 +481,37 @@ int CameraFl30c::rgbDataProcessing(const Transfer& t, uint64_t timestamp)
     const int ret = m_post.mjpgToRGB24(const_cast<unsigned char*>(t.data + kHeaderLength), static_cast<int>(t.mjpegLength),
                                        m_rgbDecoded.data(), width, height, static_cast<unsigned>(m_rgbDecoded.size()));
     if (ret != 0) {
-        QV_LOGW("colour image of this transfer not decoded, ret ", ret);
+        // A damaged picture is not passed on as if it were whole; the rest of the transfer is.
+        QV_LOGW("colour image of frame ", t.sequence, " dropped: its MJPEG does not decode, ret ", ret);
         return ret;
+    }
+    const Fl30cGeometry::ColourPlan plan = Fl30cGeometry::colourPlan(
+        static_cast<int>(width), static_cast<int>(height), static_cast<int>(m_rgb.width),
+        static_cast<int>(m_rgb.height), m_rotate);
+    // A picture of an odd shape (a bad transfer) could ask for more than the buffers hold.
+    if (static_cast<size_t>(plan.outWidth) * static_cast<size_t>(plan.outHeight) * 3 > m_rgbOut.size()) {
+        QV_LOGW("colour image of ", width, "x", height, " cannot be delivered at ", plan.outWidth, "x",
+                plan.outHeight);
+        return -1;
     }
     const uint8_t* image = m_rgbDecoded.data();
     int w = static_cast<int>(width), h = static_cast<int>(height);
     if (m_rotate != ROTATE_MODE_0 || m_mirror) {
         const uint8_t* source = image;
-        int cropW = w;
-        if (m_rotate == ROTATE_MODE_90 || m_rotate == ROTATE_MODE_270) {
-            // Quarter turns keep a centre band so the rotated picture is not too tall.
-            const int band = w == 1280 ? 960 : w == 800 ? 720 : w;
-            if (band != w) {
-                ImageGeometry::cropColumns(image, w, h, m_rgbOut.data(), (w - band) / 2, band, 3);
-                source = m_rgbOut.data();
-                cropW = band;
-            }
+        if (plan.bandWidth != w) {
+            ImageGeometry::cropColumns(image, w, h, m_rgbOut.data(), plan.bandX0, plan.bandWidth, 3);
+            source = m_rgbOut.data();
         }
-        ImageGeometry::rotateMirror(source, cropW, h, m_rgbScratch.data(), m_rotate, m_mirror, 3, w, h);
+        ImageGeometry::rotateMirror(source, plan.bandWidth, h, m_rgbScratch.data(), m_rotate, m_mirror, 3, w, h);
         image = m_rgbScratch.data();
     }
-    int outW = static_cast<int>(m_rgb.width), outH = static_cast<int>(m_rgb.height);
-    if ((m_rotate == ROTATE_MODE_90 || m_rotate == ROTATE_MODE_270) && (outH == 360 || outH == 180 || outH == 90))
-        outW = std::max(2, (outH * w / h) & ~1);  // keep the aspect of the rotated band
-    // A picture of an odd shape (a bad transfer) could ask for more than the buffers hold.
-    if (static_cast<size_t>(outW) * static_cast<size_t>(outH) * 3 > m_rgbOut.size()) {
-        QV_LOGW("colour image of ", width, "x", height, " cannot be delivered at ", outW, "x", outH);
-        return -1;
-    }
     uint8_t* out = const_cast<uint8_t*>(image);
-    if (outW != w || outH != h) {
+    if (plan.outWidth != w || plan.outHeight != h) {
         uint8_t* target = image == m_rgbOut.data() ? m_rgbDecoded.data() : m_rgbOut.data();
-        ImageGeometry::ReSizeForNearestFC(image, w, h, target, outW, outH, 3);
+        ImageGeometry::ReSizeForNearestFC(image, w, h, target, plan.outWidth, plan.outHeight, 3);
         out = target;
-        w = outW;
-        h = outH;
+        w = plan.outWidth;
+        h = plan.outHeight;
     }
     CAM_FRAME& rgb = m_frames.frame[CAM_DATA_SLOT_RGB];
     rgb.type = CAM_FRAME_RGB;
@@ -600,8 +579,10 @@ void CameraFl30c::denoise(unsigned short* depth, int width, int height)
     // Speckle sizes are areas: a configuration made for k times the resolution is scaled back.
     const double divisor = std::pow(static_cast<double>(std::max(c.denoiseFactor, 1)), k - 1);
     const int maxSpeckleSize = static_cast<int>(c.maxSpeckleSize / divisor);
+    // A far limit of 0 would clear every pixel: a record made without the reader has none.
+    const int maxTh = c.maxTh > 0 ? c.maxTh : orrindale::sdk::depth_process_para::kNoFarLimit;
     m_post.denoiseDepthImage(depth, static_cast<unsigned>(width), static_cast<unsigned>(height),
-                             static_cast<short>(c.newVal), maxSpeckleSize, c.maxDiff, c.maxTh);
+                             static_cast<short>(c.newVal), maxSpeckleSize, c.maxDiff, maxTh);
 }
 
 int CameraFl30c::depthDataProcessing(const Transfer& t, uint64_t timestamp)
@@ -647,9 +628,9 @@ int CameraFl30c::depthDataProcessing(const Transfer& t, uint64_t timestamp)
     std::memcpy(m_depthOut.data(), depth, static_cast<size_t>(w) * h * 2);
 
     if (m_config.registrationEnable) {
-        const uint32_t rgbH = m_rgb.height;
-        uint32_t dstW = static_cast<uint32_t>(w), dstH = static_cast<uint32_t>(h);
-        if (rgbH == 360 || rgbH == 180 || rgbH == 90) dstW = m_rgb.width, dstH = rgbH;
+        int alignedW = 0, alignedH = 0;
+        Fl30cGeometry::alignedSize(geometryRequest(t.imageWidth, t.imageHeight), alignedW, alignedH);
+        const auto dstW = static_cast<uint32_t>(alignedW), dstH = static_cast<uint32_t>(alignedH);
         if (static_cast<size_t>(dstW) * dstH <= m_depthOut.size()) {
             CAM_FRAME src{CAM_FRAME_DEPTH, static_cast<uint32_t>(w), static_cast<uint32_t>(h),
                           reinterpret_cast<unsigned char*>(depth), static_cast<uint32_t>(w * h * 2), 2, 0, timestamp};

@@ -14,6 +14,7 @@
 
 #include "CameraDriverBase.h"
 #include "Fl30cCameraConf.h"
+#include "Fl30cGeometry.h"
 #include "ImageGeometry.h"
 #include "OrrPost.h"
 #include "XuCmdCameraFl30c.h"
@@ -37,7 +38,8 @@ public:
     int getCameraParameter(CAM_Parameter* parameter) override;
     int getCapability(MEDIA_TYPE_E type, std::vector<STREAM_PARAM_S>& list) override;
     int setStreamParam(MEDIA_TYPE_E type, STREAM_PARAM_S const* param) override;
-    // param: three records, in this order: colour, depth, infrared.
+    // param: three records, in this order: colour, depth, infrared; the sizes of the images
+    // as delivered (turned, or registered onto colour) and the rates.
     int getStreamParam(STREAM_PARAM_S* param) override;
     int getTofMode(TOFMode& mode) override;
     int logCameraCfg() override;
@@ -87,14 +89,17 @@ private:
         uint32_t size;
         uint32_t mjpegLength;
         uint8_t kind;
+        uint32_t sequence;  // the transport's number of the transfer
         int imageWidth;   // depth/infrared image size carried by this transfer width
         int imageHeight;
     };
 
     void construct();
     bool checkTransfer(const frame_info& frame, Transfer& t);
+    // Takes the header's calibration and makes the output parameters again whenever it or
+    // the images it must describe changed.
     void loadCalibration(const Transfer& t);
-    void updateOutputParameters();
+    Fl30cGeometry::Request geometryRequest(int transferWidth, int transferHeight) const;
     int rgbDataProcessing(const Transfer& t, uint64_t timestamp);
     int irDataProcessing(const Transfer& t, uint64_t timestamp);
     int depthDataProcessing(const Transfer& t, uint64_t timestamp);
@@ -113,14 +118,14 @@ private:
     int m_gain = 0;
     OrrPost m_post{"v2.x"};
 
-    // Calibration from the first good transfer, with the depth image size it describes.
+    // The calibration of the latest transfer header, the images it was made for, and the
+    // parameters of the delivered images (read by the user's thread).
     mutable std::mutex m_calibrationMutex;
     bool m_calibrationLoaded = false;
     CAM_Parameter m_calibration{};
-    int m_calibrationDepthWidth = 0;
+    Fl30cGeometry::Request m_geometry;
+    CAM_Parameter m_reportedParameter{};
     ir_rgb_Parameter m_outputParameter{};
-    uint32_t m_outputDepthWidth = 0;  // the depth size m_outputParameter was made for
-    uint32_t m_outputDepthHeight = 0;
 
     // Frame buffers at their largest sizes, allocated once.
     std::vector<unsigned char> m_rawMjpeg;

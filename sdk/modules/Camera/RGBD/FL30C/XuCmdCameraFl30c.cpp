@@ -81,8 +81,9 @@ int XuCmdCameraFl30c::xucmd_read(unsigned char code, unsigned char* reply, unsig
 
 int XuCmdCameraFl30c::xucmd_write_clear_feature()
 {
-    // Standard request to an endpoint: CLEAR_FEATURE(ENDPOINT_HALT) on 0x85 (IN 5).
-    usb_ctrl_request_s request{0x02, 0x01, 0, 0x85, nullptr, 0, 0};
+    // Standard request to an endpoint: CLEAR_FEATURE(ENDPOINT_HALT) on 0x85 (IN 5). Bounded like
+    // every command: a camera that never answers must not hold the open (and the handle) for good.
+    usb_ctrl_request_s request{0x02, 0x01, 0, 0x85, nullptr, 0, kTimeoutMs};
     const int ret = m_capture ? m_capture->cmdMsg(&request) : -1;
     if (ret < 0) QV_LOGE("xucmd write fail");
     return ret < 0 ? ret : 0;
