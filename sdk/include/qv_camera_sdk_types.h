@@ -246,6 +246,37 @@ typedef struct {
     uint32_t fps;
 } video_captur_attr;
 
+// ---------------------------------------------------------------- model-specific records
+// Measuring range of a ToF camera in one measuring mode, millimetres.
+typedef struct {
+    uint32_t nearest;
+    uint32_t farthest;
+} MeasureRange;
+
+// Light pulses of a ToF camera in one measuring mode: drive level (the camera's steps)
+// and pulse width in nanoseconds.
+typedef struct {
+    uint32_t level;
+    uint32_t width;
+} PulseValue;
+
+// Depth-sensing parameters of the Ostrel B's depth engine.
+typedef struct {
+    uint32_t confidence;  // lowest confidence a depth pixel keeps
+    uint32_t nearest;     // depth range kept, millimetres
+    uint32_t farthest;
+    uint32_t reserved;
+} DSENSE_PARA_S;
+
+// Called once per capture instant of a camera with several ToF sensors (Pellam): data holds
+// one CAM_DATA per sensor, in sensor index order; valid only during the callback.
+typedef void (*QV_STREAM_SET_CALLBACK)(void* handle, const CAM_DATA* data, uint32_t count, void* privateData);
+
+typedef struct {
+    QV_STREAM_SET_CALLBACK callback;
+    void* privateData;
+} STREAM_SET_CALLBACK_S;
+
 // ---------------------------------------------------------------- listeners
 enum QV_LISTENER_TYPE : int32_t {
     QV_LISTENER_HOTPLUG = 0,

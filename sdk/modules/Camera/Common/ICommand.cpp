@@ -2,56 +2,18 @@
 
 #include "Logger.h"
 
-int ICommand::upgrade(std::string const&, CAM_UPGRADE_DEV_S*)
+int ICommand::notSupported(const char* operation, const char* file, int line)
 {
-    QV_LOGE("not support to upgrade");
+    orrindale::log::line("ERROR", orrindale::log::sourceName(file), line, operation, "not support to ", operation);
     return -1;
 }
 
-int ICommand::reboot()
-{
-    QV_LOGE("not support to reboot");
-    return -1;
-}
-
-int ICommand::setSn(std::string const&)
-{
-    QV_LOGE("not support to setSn");
-    return -1;
-}
-
-int ICommand::getSn(std::string&)
-{
-    QV_LOGE("not support to getSn");
-    return -1;
-}
-
-int ICommand::getFwVersion(std::string&)
-{
-    QV_LOGE("not support to getFwVersion");
-    return -1;
-}
-
-int ICommand::getHimaxVersion(std::string&)
-{
-    QV_LOGE("not support to getHimaxVersion");
-    return -1;
-}
-
-int ICommand::getPrivateMaxSize(int&)
-{
-    QV_LOGE("not support to getPrivateMaxSize");
-    return -1;
-}
-
-int ICommand::writePrivateData(void*, int, int)
-{
-    QV_LOGE("not support to writePrivateData");
-    return -1;
-}
-
-int ICommand::readPrivateData(void*, int, int)
-{
-    QV_LOGE("not support to readPrivateData");
-    return -1;
-}
+int ICommand::upgrade(std::string const&, CAM_UPGRADE_DEV_S*) { return notSupported(); }
+int ICommand::reboot() { return notSupported(); }
+int ICommand::setSn(std::string const&) { return notSupported(); }
+int ICommand::getSn(std::string&) { return notSupported(); }
+int ICommand::getFwVersion(std::string&) { return notSupported(); }
+int ICommand::getHimaxVersion(std::string&) { return notSupported(); }
+int ICommand::getPrivateMaxSize(int&) { return notSupported(); }
+int ICommand::writePrivateData(void*, int, int) { return notSupported(); }
+int ICommand::readPrivateData(void*, int, int) { return notSupported(); }

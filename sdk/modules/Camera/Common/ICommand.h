@@ -18,4 +18,10 @@ public:
     virtual int getPrivateMaxSize(int& size);
     virtual int writePrivateData(void* data, int length, int offset);
     virtual int readPrivateData(void* data, int length, int offset);
+
+protected:
+    // The body of an operation a model's command object has but this release cannot carry
+    // out: logs "not support to <operation>" in the operation's name and answers -1.
+    static int notSupported(const char* operation = __builtin_FUNCTION(), const char* file = __builtin_FILE(),
+                            int line = __builtin_LINE());
 };

@@ -1,6 +1,7 @@
 // Selvar A ToF camera (USB 0x0C45:0x636D).
 #pragma once
 
+#include "SelvarACmd.h"
 #include "UnsupportedCamera.h"
 
 class CameraSelvarA : public UnsupportedCamera {
@@ -9,7 +10,10 @@ public:
     static constexpr int kStreamFirstImage = 0x01;
     static constexpr int kStreamSecondImage = 0x40;
 
-    CameraSelvarA(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraSelvarA") {}
+    CameraSelvarA(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraSelvarA")
+    {
+        m_command = std::make_unique<SelvarACmd>();
+    }
     int registerMergeDataCallback(MERGE_CALLBACK_S*) { return notSupported("registerMergeDataCallback"); }
     // The streams currently delivered; none while the camera cannot stream.
     virtual int getStreamType() const { return 0; }
