@@ -75,6 +75,7 @@ public:
     void setCaptureCapabilities(uint32_t deviceCaps);
     // REQBUFS grants at least this many buffers (a driver that rounds the count up).
     void setMinimumBuffers(unsigned count);
+    // Lasts until the function is plugged in again.
     void damage(VideoNodeDamage damage);
     // Removes a sysfs attribute: "busnum", "devnum", "devpath" of the USB device,
     // "modalias" of the interface or "index" of the capture node.
@@ -83,7 +84,7 @@ public:
     // The device leaves: pending and later requests on open nodes fail with ENODEV, the
     // nodes and the USB device disappear from /dev and sysfs. Mappings stay readable.
     bool unplug();
-    // Back at the same place, with fresh nodes of the same numbers.
+    // Plugs it in (again) at the same place, with fresh nodes of the same numbers.
     bool replug();
 
     // Thread safe observations.
