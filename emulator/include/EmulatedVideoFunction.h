@@ -48,7 +48,10 @@ struct VideoFunctionConfig {
 // Ways the sysfs record or the node itself can be broken on demand.
 enum class VideoNodeDamage {
     None,
-    DanglingNode,      // /dev/videoN is listed but its target is gone (access() fails)
+    // /dev/videoN is a directory: "ls /dev/video*" lists "/dev/videoN:" (and its entries),
+    // a name that cannot be accessed. (A dangling link is not listed at all under
+    // umockdev 0.17: its preload cannot stat it.)
+    DirectoryNode,
     UnopenableNode,    // /dev/videoN exists but cannot be opened (it is a directory)
     ForeignModalias,   // the interface's modalias is not a USB one ("platform:...")
 };

@@ -1,6 +1,7 @@
 #include "EmulatedVideoFunction.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <umockdev.h>
 #include <unistd.h>
@@ -189,12 +190,14 @@ void EmulatedVideoFunction::damage(VideoNodeDamage damage)
 {
     Impl& d = *m_impl;
     const std::string file = d.fileOf(captureNode());
+    const std::string nodeName = captureNode().substr(5);  // "videoN"
     switch (damage) {
     case VideoNodeDamage::None:
         break;
-    case VideoNodeDamage::DanglingNode:
+    case VideoNodeDamage::DirectoryNode:
+        ::unlink((d.bed.rootDir() + "/dev/.node/" + nodeName).c_str());
         ::unlink(file.c_str());
-        if (symlink((file + ".gone").c_str(), file.c_str()) != 0) emulatorLog("cannot break %s", file.c_str());
+        if (mkdir(file.c_str(), 0755) != 0) emulatorLog("cannot make %s a directory", file.c_str());
         break;
     case VideoNodeDamage::UnopenableNode:
         ::unlink(file.c_str());
