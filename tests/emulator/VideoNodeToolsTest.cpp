@@ -64,6 +64,9 @@ TEST(VideoNodeTools, V4l2CtlDescribesAndStreamsTheNode)
 // blocks while another thread's request on the same descriptor goes through, and epoll.
 TEST(VideoNodeTools, ComplianceFailsOnlyWhereUmockdevCannotFollowTheKernel)
 {
+    // Under qemu-user orr-emulate's open guard is a library of the target, which the host's
+    // v4l2-compliance cannot load, and without it the preload's table overflows.
+    if (std::getenv("ORR_TEST_EMULATED_CPU") != nullptr) GTEST_SKIP() << "needs the open guard of the host";
     const std::set<std::string> known = {"test for unlimited opens", "test blocking wait", "test MMAP (epoll)"};
     for (const char* node : {"/dev/video0", "/dev/video1"}) {
         const std::string out = run(kEmulate + "v4l2-compliance -s -d " + node);
