@@ -48,7 +48,10 @@ struct VideoFunctionConfig {
 // Ways the sysfs record or the node itself can be broken on demand.
 enum class VideoNodeDamage {
     None,
-    DanglingNode,      // /dev/videoN is listed but its target is gone (access() fails)
+    // /dev/videoN is a directory: "ls /dev/video*" lists "/dev/videoN:" (and its entries),
+    // a name that cannot be accessed. (A dangling link is not listed at all under
+    // umockdev 0.17: its preload cannot stat it.)
+    DirectoryNode,
     UnopenableNode,    // /dev/videoN exists but cannot be opened (it is a directory)
     ForeignModalias,   // the interface's modalias is not a USB one ("platform:...")
 };
@@ -75,6 +78,7 @@ public:
     void setCaptureCapabilities(uint32_t deviceCaps);
     // REQBUFS grants at least this many buffers (a driver that rounds the count up).
     void setMinimumBuffers(unsigned count);
+    // Lasts until the function is plugged in again.
     void damage(VideoNodeDamage damage);
     // Removes a sysfs attribute: "busnum", "devnum", "devpath" of the USB device,
     // "modalias" of the interface or "index" of the capture node.
@@ -83,7 +87,7 @@ public:
     // The device leaves: pending and later requests on open nodes fail with ENODEV, the
     // nodes and the USB device disappear from /dev and sysfs. Mappings stay readable.
     bool unplug();
-    // Back at the same place, with fresh nodes of the same numbers.
+    // Plugs it in (again) at the same place, with fresh nodes of the same numbers.
     bool replug();
 
     // Thread safe observations.

@@ -76,6 +76,8 @@ private:
     std::vector<std::unique_ptr<EmulatedUsbDevice>> m_devices;
     std::vector<std::string> m_names;       // sysfs name of each entry of m_devices
     std::vector<std::string> m_paths;       // device path below /sys of each entry
+    std::vector<std::unique_ptr<EmulatedVideoFunction>> m_videoFunctions;  // gone before their devices
+    int m_nextVideoMinor = 0;
 };
 
 }  // namespace orrindale::emulator

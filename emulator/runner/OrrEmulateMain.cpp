@@ -8,7 +8,8 @@
 // The cameras live in this process; the command inherits the umockdev preload and
 // UMOCKDEV_DIR, so libusb, libuvc, lsusb or the SDK in it see them as USB devices.
 // Without a command the environment to use is printed and the cameras stay until
-// SIGINT or SIGTERM. The exit status is the command's.
+// SIGINT or SIGTERM. The exit status is the command's. The command also gets the open
+// guard (runner/OpenGuard.cpp) ahead of the preload, when it is found.
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,6 +45,21 @@ int usage()
                  "LIST: models with optional counts, e.g. fl30c,2 (models: %s)\n",
                  EmulatorSession::modelNames().c_str());
     return 2;
+}
+
+// Next to this program in the build tree, or where it is installed.
+std::string openGuard()
+{
+    char self[4096];
+    const ssize_t n = readlink("/proc/self/exe", self, sizeof self - 1);
+    if (n > 0) {
+        self[n] = '\0';
+        std::string dir(self);
+        dir.erase(dir.rfind('/'));
+        const std::string beside = dir + "/liborr-open-guard.so";
+        if (access(beside.c_str(), R_OK) == 0) return beside;
+    }
+    return access(ORR_OPEN_GUARD_INSTALLED, R_OK) == 0 ? ORR_OPEN_GUARD_INSTALLED : "";
 }
 
 bool number(const char* text, int low, int high, int& out)
@@ -107,6 +123,9 @@ int main(int argc, char** argv)
         return 1;
     }
     if (child == 0) {
+        const std::string guard = openGuard();
+        const char* preload = std::getenv("LD_PRELOAD");
+        if (!guard.empty() && preload != nullptr) setenv("LD_PRELOAD", (guard + ":" + preload).c_str(), 1);
         execvp(argv[command], argv + command);
         std::fprintf(stderr, "orr-emulate: cannot run %s: %s\n", argv[command], std::strerror(errno));
         _exit(127);

@@ -1,10 +1,12 @@
 #include "EmulatorSession.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 #include "EmulatedFl30c.h"
 #include "EmulatedUsbDevice.h"
+#include "EmulatedVideoFunction.h"
 #include "EmulatorLog.h"
 #include "UsbTestBed.h"
 
@@ -36,6 +38,26 @@ bool addFl30c(EmulatorSession& session, int ordinal, const UsbLocation& location
     return true;
 }
 
+// A camera's video function alone, as uvcvideo presents it (/dev/videoN and N+1).
+template <VideoFunctionConfig (*Config)()>
+bool addVideoFunction(EmulatorSession& session, int, const UsbLocation& location, const EmulatorSessionOptions& options)
+{
+    VideoFunctionConfig config = Config();
+    for (UvcFormat& format : config.formats)
+        for (UvcFrameSize& size : format.frames) {
+            // The session's rate is each size's default, until the host sets another.
+            size.fps.erase(std::remove(size.fps.begin(), size.fps.end(), options.fps), size.fps.end());
+            size.fps.insert(size.fps.begin(), options.fps);
+        }
+    EmulatedVideoFunction* video = session.testBed().addVideoFunction(location, config);
+    if (video == nullptr) return false;
+    char ids[16];
+    std::snprintf(ids, sizeof ids, "%04X:%04X", config.identity.vendorId, config.identity.productId);
+    session.describe(std::string("video function ") + ids + " " + busDeviceText(video->usbDevice()) + ", " +
+                     video->captureNode() + " (index 0), " + video->metadataNode() + " (index 1)");
+    return true;
+}
+
 bool parseCount(const std::string& text, int& count)
 {
     char* end = nullptr;
@@ -58,6 +80,8 @@ const std::vector<EmulatorSession::Model>& EmulatorSession::models()
 {
     static const std::vector<Model> table = {
         {"fl30c", addFl30c},
+        {"video636b", addVideoFunction<&VideoFunctionConfig::sonix636b>},
+        {"video0300", addVideoFunction<&VideoFunctionConfig::video2dbb0300>},
     };
     return table;
 }

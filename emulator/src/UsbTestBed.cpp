@@ -9,11 +9,13 @@
 
 #include "EmulatorLog.h"
 #include "EmulatedFl30c.h"
+#include "EmulatedVideoFunction.h"
 #include "GenericUvcCamera.h"
 #include "HubModel.h"
 #include "PlainUsbDevice.h"
 #include "TestBedCore.h"
 #include "UsbDeviceModel.h"
+#include "VideoFunctionUsbModel.h"
 
 namespace orrindale::emulator {
 
@@ -63,6 +65,7 @@ UsbTestBed::UsbTestBed(std::unique_ptr<TestBedCore> core) : m_core(std::move(cor
 
 UsbTestBed::~UsbTestBed()
 {
+    m_videoFunctions.clear();
     // Children before their hubs.
     while (!m_devices.empty()) m_devices.pop_back();
     m_core.reset();
@@ -196,6 +199,29 @@ EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location) { return addFl3
 EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location, const Fl30cConfig& config)
 {
     return addTyped(location, std::make_unique<EmulatedFl30c>(config));
+}
+
+}  // namespace orrindale::emulator
+
+namespace orrindale::emulator {
+
+EmulatedVideoFunction* UsbTestBed::addVideoFunction(const UsbLocation& location, const VideoFunctionConfig& config)
+{
+    bool valid = !config.formats.empty();
+    for (const UvcFormat& format : config.formats)
+        for (const UvcFrameSize& size : format.frames) valid = valid && size.width > 0 && size.height > 0 && !size.fps.empty();
+    if (!valid || config.formats.front().frames.empty()) {
+        emulatorLog("a video function needs formats with frame sizes, each with at least one rate");
+        return nullptr;
+    }
+    EmulatedUsbDevice* usb =
+        addDevice(location, std::make_unique<VideoFunctionUsbModel>(config.identity, config.formats));
+    if (usb == nullptr) return nullptr;
+    auto function = std::make_unique<EmulatedVideoFunction>(*m_core, *usb, config, m_nextVideoMinor);
+    if (!function->replug()) return nullptr;
+    m_nextVideoMinor += 2;
+    m_videoFunctions.push_back(std::move(function));
+    return m_videoFunctions.back().get();
 }
 
 }  // namespace orrindale::emulator

@@ -1,7 +1,17 @@
+#include <libusb.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <mutex>
+
 #include "EmulatedDeviceTest.h"
+#include "EmulatedUsbDevice.h"
+#include "EmulatedVideoFunction.h"
 #include "LogCapture.h"
 #include "PlainUsbDevice.h"
 #include "UsbCameraList.h"
+#include "V4L2Camera.h"
+#include "VideoTestPattern.h"
 
 using namespace orrindale::emulator;
 
@@ -69,8 +79,80 @@ TEST_F(VideoCompanionTest, VirtualisedTopologyTakesTheLastCandidateOnlyWhenNotSt
     Video strict;
     EXPECT_EQ(match(0x3482, 0x5727, 1, 3, true, strict), 0);
     EXPECT_EQ(strict.address, -1);  // outputs untouched
-    // The last candidate in list order wins; libusb lists in the order the bus reports them.
-    EXPECT_TRUE(loose.address == 4 || loose.address == 5);
+    // The last candidate in libusb's list order wins, not the first.
+    libusb_context* usb = nullptr;
+    ASSERT_EQ(libusb_init(&usb), 0);
+    libusb_device** list = nullptr;
+    std::vector<std::pair<int, int>> order;  // bus, address of each candidate as listed
+    for (ssize_t i = 0, n = libusb_get_device_list(usb, &list); i < n; ++i) {
+        libusb_device_descriptor d{};
+        libusb_get_device_descriptor(list[i], &d);
+        if (d.idVendor == 0x0C45 && d.idProduct == 0x636B)
+            order.emplace_back(libusb_get_bus_number(list[i]), libusb_get_device_address(list[i]));
+    }
+    libusb_free_device_list(list, 1);
+    libusb_exit(usb);
+    ASSERT_EQ(order.size(), 2u);
+    EXPECT_EQ(std::make_pair(loose.bus, loose.address), order.back());
+}
+
+// A composite camera in use: the lookup's answer opens the node of the video function
+// behind the control function's hub, not the other camera's, checked by the frames' tag.
+TEST_F(VideoCompanionTest, CompanionLookupOpensTheVideoNodeBehindTheSameHub)
+{
+    plain(0x3482, 0x5725, UsbLocation(1, {2, 1}, 10));
+    plain(0x3482, 0x5725, UsbLocation(1, {3, 1}, 20));
+    EmulatedVideoFunction* other = bed().addVideoFunction(UsbLocation(1, {3, 2}, 21), VideoFunctionConfig::sonix636b());
+    EmulatedVideoFunction* ours = bed().addVideoFunction(UsbLocation(1, {2, 2}, 11), VideoFunctionConfig::sonix636b());
+    ASSERT_NE(other, nullptr);
+    ASSERT_NE(ours, nullptr);
+    Video v;
+    ASSERT_EQ(match(0x3482, 0x5725, 1, 10, true, v), 1);
+    V4L2Camera camera(v.vid, v.pid, v.bus, v.address);
+    ASSERT_EQ(camera.open(), 0);
+    EXPECT_EQ(camera.videoNode(), ours->captureNode());
+    struct Seen {
+        std::mutex mutex;
+        std::condition_variable cv;
+        uint32_t tag = 0;
+        int frames = 0;
+    } seen;
+    video_cfg cfg;
+    cfg.width = 320;
+    cfg.height = 240;
+    cfg.fps = 30;
+    cfg.user = &seen;
+    cfg.callback = [](const frame_info* f, void* user) {
+        auto* s = static_cast<Seen*>(user);
+        uint32_t tag = 0, sequence = 0;
+        VideoTestPattern::identify(f->data, f->size, tag, sequence);
+        std::lock_guard<std::mutex> lock(s->mutex);
+        s->tag = tag;
+        ++s->frames;
+        s->cv.notify_all();
+    };
+    ASSERT_EQ(camera.start(cfg), 0);
+    {
+        std::unique_lock<std::mutex> lock(seen.mutex);
+        EXPECT_TRUE(seen.cv.wait_for(lock, std::chrono::seconds(20), [&] { return seen.frames >= 2; }));
+    }
+    camera.close();
+    EXPECT_EQ(seen.tag, ours->patternTag());
+    EXPECT_NE(seen.tag, other->patternTag());
+}
+
+// udevadm's answer for a video node; the node name reaches it as one word, never as shell.
+TEST_F(VideoCompanionTest, NodePropertiesComeFromUdevAndNamesAreNotShell)
+{
+    EmulatedVideoFunction* video = bed().addVideoFunction(UsbLocation(1, {2}, 4), VideoFunctionConfig::video2dbb0300());
+    ASSERT_NE(video, nullptr);
+    EXPECT_EQ(getNodeInfo(video->captureNode(), "ID_V4L_CAPABILITIES"), ":capture:");
+    EXPECT_EQ(getNodeInfo(video->captureNode(), "ID_VENDOR_ID"), "2dbb");
+    const std::string marker = std::string(std::getenv("ORR_TEST_TMP")) + "/injected-" + std::to_string(getpid());
+    for (const std::string& hostile : {"/dev/video0; touch " + marker, "$(touch " + marker + ")",
+                                       "/dev/video0' ; touch " + marker + " ; '"})
+        EXPECT_EQ(getNodeInfo(hostile, "DEVNAME"), "") << hostile;
+    EXPECT_NE(access(marker.c_str(), F_OK), 0) << "a node name ran as a command";
 }
 
 TEST_F(VideoCompanionTest, MissingControlDeviceOrCandidatesGiveNothing)

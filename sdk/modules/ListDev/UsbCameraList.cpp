@@ -48,6 +48,14 @@ std::string parentPortPath(const std::string& path)
     return dot == std::string::npos ? path : path.substr(0, dot);
 }
 
+// One shell word whatever the text holds: single quotes, each ' written as '\''.
+std::string shellQuoted(std::string const& text)
+{
+    std::string quoted = "'";
+    for (char c : text) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return quoted + "'";
+}
+
 }  // namespace
 
 int getCameraAtrrsList(std::vector<usb_id> const& ids, std::vector<QV_CAM_ATTR>& out)
@@ -142,7 +150,7 @@ int get_match_video_node_info(int vid, int pid, int bus, int address, int& video
 
 std::string getNodeInfo(std::string const& node, std::string key)
 {
-    const std::string command = "udevadm info --query=all --name=" + node;
+    const std::string command = "udevadm info --query=all --name=" + shellQuoted(node);
     FILE* pipe = popen(command.c_str(), "r");
     if (pipe == nullptr) return "Error: Failed to execute udevadm command.";
     std::string value;
