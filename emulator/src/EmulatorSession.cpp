@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "EmulatedBulkCamera.h"
 #include "EmulatedFl30c.h"
 #include "EmulatedUsbDevice.h"
 #include "EmulatorLog.h"
@@ -36,6 +37,23 @@ bool addFl30c(EmulatorSession& session, int ordinal, const UsbLocation& location
     return true;
 }
 
+// A bulk-stream camera; its serial numbers count up from the model's first one (HALVO0001, ...).
+template <BulkCameraConfig (*Model)()>
+bool addBulkCamera(EmulatorSession& session, int ordinal, const UsbLocation& location,
+                   const EmulatorSessionOptions& options)
+{
+    BulkCameraConfig config = Model();
+    char serial[32];
+    std::snprintf(serial, sizeof serial, "%.*s%04d", int(config.serialNumber.size()) - 4,
+                  config.serialNumber.c_str(), ordinal);
+    config.serialNumber = serial;
+    config.fps = options.fps;
+    EmulatedBulkCamera* camera = session.testBed().addBulkCamera(location, config);
+    if (camera == nullptr) return false;
+    session.describe(config.product + " " + serial + " " + busDeviceText(*camera->device()));
+    return true;
+}
+
 bool parseCount(const std::string& text, int& count)
 {
     char* end = nullptr;
@@ -58,6 +76,9 @@ const std::vector<EmulatorSession::Model>& EmulatorSession::models()
 {
     static const std::vector<Model> table = {
         {"fl30c", addFl30c},
+        {"halvo", addBulkCamera<BulkCameraConfig::halvo>},
+        {"ostrelb", addBulkCamera<BulkCameraConfig::ostrelB>},
+        {"virenea", addBulkCamera<BulkCameraConfig::vireneA>},
     };
     return table;
 }

@@ -7,8 +7,9 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "EmulatorLog.h"
+#include "EmulatedBulkCamera.h"
 #include "EmulatedFl30c.h"
+#include "EmulatorLog.h"
 #include "GenericUvcCamera.h"
 #include "HubModel.h"
 #include "PlainUsbDevice.h"
@@ -196,6 +197,11 @@ EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location) { return addFl3
 EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location, const Fl30cConfig& config)
 {
     return addTyped(location, std::make_unique<EmulatedFl30c>(config));
+}
+
+EmulatedBulkCamera* UsbTestBed::addBulkCamera(const UsbLocation& location, const BulkCameraConfig& config)
+{
+    return addTyped(location, std::make_unique<EmulatedBulkCamera>(config));
 }
 
 }  // namespace orrindale::emulator
