@@ -1,5 +1,7 @@
 #include "LiteUsb.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -377,6 +379,7 @@ int LiteUsb::cmdMsg(void* request)
 void LiteUsb::capture(Stream& stream)
 {
     QV_LOGI("capture thread is running");
+    pthread_setname_np(pthread_self(), "bulk-capture");  // as top -H and ps -L show it
     unsigned char* transfer = m_transfer.get();
     while (stream.running) {
         const int n = stream.reader->read(transfer, int(m_assembler.readSize()), kTimeoutMs);
@@ -410,6 +413,7 @@ void LiteUsb::capture(Stream& stream)
 void LiteUsb::processCallback(Stream& stream)
 {
     QV_LOGI("processCallback thread is running");
+    pthread_setname_np(pthread_self(), "bulk-callback");
     t_deliveringFor = this;
     frame_info frame;
     while (m_frames.pop(frame, stream.running)) {
