@@ -316,8 +316,8 @@ TEST_F(LiteUsbTest, SlowCallbackDropsNewFramesAndKeepsTheDeliveredOnes)
     EXPECT_GE(d.cameraSequences[2], d.cameraSequences[0] + 6);
 }
 
-// stop or close from inside the callback returns at once; no callback follows; the
-// threads are joined by the next call from outside.
+// stop or close from inside the callback returns at once and start there is refused; no
+// callback follows; the threads are joined by the next call from outside.
 TEST_F(LiteUsbTest, StopOrCloseFromInsideTheCallback)
 {
     int port = 0;
@@ -331,12 +331,16 @@ TEST_F(LiteUsbTest, StopOrCloseFromInsideTheCallback)
         ASSERT_EQ(setStreamType(*capture, 1), 0);
         Delivery d;
         std::atomic<int> result{1};
+        std::atomic<int> restart{1};
         d.during = [&](const frame_info&) {
-            if (result == 1) result = closeInside ? capture->close() : capture->stop();
+            if (result != 1) return;
+            restart = capture->start(config(d));  // refused: it would join its own thread
+            result = closeInside ? capture->close() : capture->stop();
         };
         ASSERT_EQ(capture->start(config(d)), 0);
         ASSERT_TRUE(orrtest::eventually([&] { return result != 1; }));
         EXPECT_EQ(result, 0);
+        EXPECT_EQ(restart, -1);
         std::this_thread::sleep_for(200ms);  // time for a callback that should not come
         EXPECT_EQ(d.count(), 1u);
         EXPECT_EQ(streamRequests(device).size(), 2u);  // start, and stop once

@@ -215,6 +215,10 @@ void LiteUsb::releaseDevice()
 
 int LiteUsb::start(video_cfg const& cfg)
 {
+    if (onCallbackThread()) {
+        QV_LOGE("start is refused inside the frame callback: the stream's own thread cannot be joined");
+        return -1;
+    }
     finishDeferred();
     std::lock_guard<std::mutex> lock(m_lifecycle);
     if (!m_opened) {
@@ -225,11 +229,9 @@ int LiteUsb::start(video_cfg const& cfg)
         QV_LOGE("the stream is already running");
         return -1;
     }
-    // A stream that ended by itself (unplug) or inside a callback: its capture thread
-    // never calls back into us, so it can be joined here, from any thread.
+    // A stream that an unplug ended since finishDeferred: its threads are leaving and touch
+    // nothing of ours any more; they are joined later.
     if (m_stream) m_ended.push_back(std::move(m_stream));
-    for (auto& ended : m_ended)
-        if (ended->capture.joinable()) ended->capture.join();
 
     const bool typeKnown = m_streamType != kNoStreamType;
     if (cmd_startStream() != 0) {
@@ -309,6 +311,7 @@ void LiteUsb::finishDeferred()
     {
         std::lock_guard<std::mutex> lock(m_lifecycle);
         ended.swap(m_ended);
+        if (m_stream && !m_stream->running) ended.push_back(std::move(m_stream));  // ended by an unplug
     }
     join(ended);
     std::lock_guard<std::mutex> lock(m_lifecycle);

@@ -5,10 +5,10 @@
 // thread of its own (LiteUsbFrameQueue). The driver sets the stream type first, through
 // cmdMsg with the 0xBBBB selector.
 //
-// Threads: a capture thread reads and reassembles, a callback thread delivers. A
-// callback may call any operation of this transport; stop() and close() called from it
-// return at once and leave the callback thread to be joined by the next start, close or
-// the destructor (which never runs on that thread).
+// Threads: a capture thread reads and reassembles, a callback thread delivers; the
+// stream-lifecycle contract of ICapture.h holds. stop() and close() called from the
+// callback return at once and leave the threads to be joined by the next call from
+// another thread (start, stop, close, open or the destructor); start() there is refused.
 #pragma once
 
 #include <libusb.h>
