@@ -40,13 +40,4 @@ inline std::set<std::string> openFds()
     return fds;
 }
 
-// What `after` holds that `before` did not.
-inline std::set<std::string> added(const std::set<std::string>& before, const std::set<std::string>& after)
-{
-    std::set<std::string> extra;
-    for (const std::string& fd : after)
-        if (before.count(fd) == 0) extra.insert(fd);
-    return extra;
-}
-
 }  // namespace orrtest
