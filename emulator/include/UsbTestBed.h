@@ -19,12 +19,14 @@
 
 namespace orrindale::emulator {
 
+class EmulatedBulkCamera;
 class EmulatedFl30c;
 class EmulatedVideoFunction;
 class GenericUvcCamera;
 class PlainUsbDevice;
 class TestBedCore;
 class UsbDeviceModel;
+struct BulkCameraConfig;
 struct Fl30cConfig;
 struct GenericUvcConfig;
 struct PlainUsbDeviceConfig;
@@ -49,6 +51,7 @@ public:
     GenericUvcCamera* addUvcCamera(const UsbLocation& location, const GenericUvcConfig& config);
     EmulatedFl30c* addFl30c(const UsbLocation& location);
     EmulatedFl30c* addFl30c(const UsbLocation& location, const Fl30cConfig& config);
+    EmulatedBulkCamera* addBulkCamera(const UsbLocation& location, const BulkCameraConfig& config);
     // The video function of a camera as uvcvideo presents it (EmulatedVideoFunction.h);
     // its nodes take the next free pair /dev/videoN, /dev/videoN+1.
     EmulatedVideoFunction* addVideoFunction(const UsbLocation& location, const VideoFunctionConfig& config);

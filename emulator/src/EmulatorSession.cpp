@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "EmulatedBulkCamera.h"
 #include "EmulatedFl30c.h"
 #include "EmulatedUsbDevice.h"
 #include "EmulatedVideoFunction.h"
@@ -58,6 +59,23 @@ bool addVideoFunction(EmulatorSession& session, int, const UsbLocation& location
     return true;
 }
 
+// A bulk-stream camera; its serial numbers count up from the model's first one (HALVO0001, ...).
+template <BulkCameraConfig (*Model)()>
+bool addBulkCamera(EmulatorSession& session, int ordinal, const UsbLocation& location,
+                   const EmulatorSessionOptions& options)
+{
+    BulkCameraConfig config = Model();
+    char serial[32];
+    std::snprintf(serial, sizeof serial, "%.*s%04d", int(config.serialNumber.size()) - 4,
+                  config.serialNumber.c_str(), ordinal);
+    config.serialNumber = serial;
+    config.fps = options.fps;
+    EmulatedBulkCamera* camera = session.testBed().addBulkCamera(location, config);
+    if (camera == nullptr) return false;
+    session.describe(config.product + " " + serial + " " + busDeviceText(*camera->device()));
+    return true;
+}
+
 bool parseCount(const std::string& text, int& count)
 {
     char* end = nullptr;
@@ -82,6 +100,9 @@ const std::vector<EmulatorSession::Model>& EmulatorSession::models()
         {"fl30c", addFl30c},
         {"video636b", addVideoFunction<&VideoFunctionConfig::sonix636b>},
         {"video0300", addVideoFunction<&VideoFunctionConfig::video2dbb0300>},
+        {"halvo", addBulkCamera<BulkCameraConfig::halvo>},
+        {"ostrelb", addBulkCamera<BulkCameraConfig::ostrelB>},
+        {"virenea", addBulkCamera<BulkCameraConfig::vireneA>},
     };
     return table;
 }

@@ -7,9 +7,10 @@
 #include <atomic>
 #include <cstdlib>
 
-#include "EmulatorLog.h"
+#include "EmulatedBulkCamera.h"
 #include "EmulatedFl30c.h"
 #include "EmulatedVideoFunction.h"
+#include "EmulatorLog.h"
 #include "GenericUvcCamera.h"
 #include "HubModel.h"
 #include "PlainUsbDevice.h"
@@ -199,6 +200,11 @@ EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location) { return addFl3
 EmulatedFl30c* UsbTestBed::addFl30c(const UsbLocation& location, const Fl30cConfig& config)
 {
     return addTyped(location, std::make_unique<EmulatedFl30c>(config));
+}
+
+EmulatedBulkCamera* UsbTestBed::addBulkCamera(const UsbLocation& location, const BulkCameraConfig& config)
+{
+    return addTyped(location, std::make_unique<EmulatedBulkCamera>(config));
 }
 
 }  // namespace orrindale::emulator

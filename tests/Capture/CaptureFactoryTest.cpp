@@ -85,19 +85,14 @@ TEST(CaptureFactoryTest, OlderOverloadServesFewerProducts)
 TEST(CaptureFactoryTest, TransportsOfLaterReleasesRefuseToOpen)
 {
     V4L2Camera v4l2(0x2DBB, 0x0300, 1, 2);
-    LiteUsb bulk(0x3482, 0x2789, 1, 2, 512, 0x20000, 1160192);
     QV_NETWORK_DEV_ATTR netAttrs{};
     NetInput net(netAttrs, 1024);
     orrtest::StdoutCapture out;
     EXPECT_EQ(v4l2.open(), -1);
-    EXPECT_EQ(bulk.open(), -1);
     EXPECT_EQ(net.open(), -1);
     const std::string text = out.text();
     EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "V4L2Camera", "open",
                                      "the V4L2 transport is not supported by this release"),
-              1);
-    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "LiteUsb", "open",
-                                     "the bulk USB transport is not supported by this release"),
               1);
     EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "NetInput", "open",
                                      "the network transport is not supported by this release"),

@@ -17,8 +17,6 @@
 
 namespace qvtest {
 
-namespace {
-
 std::string readFile(const std::string& path)
 {
     std::ifstream in(path, std::ios::binary);
@@ -26,6 +24,8 @@ std::string readFile(const std::string& path)
     text << in.rdbuf();
     return text.str();
 }
+
+namespace {
 
 std::string scratchRoot()
 {

@@ -47,6 +47,7 @@ Outcome runQv(const std::vector<std::string>& args, const RunOptions& options = 
 // A fresh, empty directory of this process under the test build's scratch directory.
 std::string scratchDirectory(const std::string& name);
 std::vector<std::string> lines(const std::string& text);
+std::string readFile(const std::string& path);  // empty when it cannot be read
 bool contains(const std::string& text, const std::string& part);
 
 }  // namespace qvtest

@@ -4,6 +4,7 @@
 //   qv stream [selector] [options]            stream, show rates, save frames
 //   qv set NAME VALUE / qv get NAME [selector] Fl30c settings
 //   qv watch [--seconds N]                    cameras arriving and leaving
+//   qv capture [selector] [options]           raw frames straight from the transport
 // Anywhere: --emulate MODEL[,N][,MODEL[,N]...] runs against built-in emulated cameras;
 // --quiet drops the library's log lines (they go to standard error otherwise).
 #include <cstdio>
@@ -12,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "CaptureCommand.h"
 #include "Console.h"
 #include "InfoCommand.h"
 #include "ListCommand.h"
@@ -37,6 +39,7 @@ int usage(FILE* to)
                  "  set NAME VALUE [selector] change an Fl30c setting\n"
                  "  get NAME [selector]       read an Fl30c setting\n"
                  "  watch [--seconds N]       cameras arriving and leaving (USB and network), until Ctrl-C\n"
+                 "  capture [selector] [...]  raw frames straight from the transport; 'qv capture --help'\n"
                  "selector: --index N | --serial TEXT | --bus B --port-path P\n"
                  "--emulate MODEL[,N][,...]: use N emulated cameras of each MODEL (e.g. fl30c,2) instead of the attached ones\n");
     return to == stdout ? 0 : 2;
@@ -68,7 +71,7 @@ int main(int argc, char** argv)
     args.erase(args.begin());
     if (command == "help" || command == "--help" || command == "-h") return usage(stdout);
     const bool known = command == "list" || command == "info" || command == "stream" || command == "set" ||
-                       command == "get" || command == "watch";
+                       command == "get" || command == "watch" || command == "capture";
     if (!known) {
         std::fprintf(stderr, "qv: unknown command \"%s\"\n", command.c_str());
         return usage(stderr);
@@ -81,6 +84,10 @@ int main(int argc, char** argv)
             }
             if (command == "watch") {
                 std::printf("%s", qv::WatchCommand::usage());
+                return 0;
+            }
+            if (command == "capture") {
+                std::printf("%s", qv::CaptureCommand::usage());
                 return 0;
             }
             if (command == "set" || command == "get") {
@@ -123,5 +130,6 @@ int main(int argc, char** argv)
     if (command == "stream") return qv::StreamCommand::run(args);
     if (command == "set") return qv::SettingsCommand::runSet(args);
     if (command == "watch") return qv::WatchCommand::run(args);
+    if (command == "capture") return qv::CaptureCommand::run(args);
     return qv::SettingsCommand::runGet(args);
 }

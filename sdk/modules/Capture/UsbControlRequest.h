@@ -16,6 +16,8 @@ struct usb_ctrl_request_s {
 
 // First two bytes 0xBB 0xBB: copy the device's USB serial number into data.
 constexpr uint16_t USB_REQ_SELECTOR_SERIAL = 0xBBBB;
+// The bulk transport reads the same selector as "the stream type is the first byte of data".
+constexpr uint16_t USB_REQ_SELECTOR_STREAM_TYPE = 0xBBBB;
 // First two bytes 0xCC 0xCC: store the underlying libusb_device_handle* at data.
 constexpr uint16_t USB_REQ_SELECTOR_LIBUSB_HANDLE = 0xCCCC;
 
