@@ -18,6 +18,46 @@
 # exit, a crash or its time limit (ORR_FAULT_TIMEOUT seconds, default 300). Programs that
 # already fail without a mutation are reported and not counted.
 set -euo pipefail
+
+# Runs one program of the build; its exit status, its output in $2.
+run_program() {
+  local name=$1 out=$2 path args=()
+  path=$(find "$build" -type f -name "$name" -perm -u+x -print -quit)
+  [[ -n $path ]] || { echo "no program $name" >"$out"; return 127; }
+  [[ $name == *_replay ]] && args=("$src/tests/fuzz/corpus/${name%_replay}")
+  (cd "$(dirname "$path")" && ORR_TEST_TMP=$build/test-tmp timeout -k 10 "$timeout_s" "$path" "${args[@]}" \
+    --gtest_brief=1 >"$out" 2>&1)
+}
+
+# Runs the programs two at a time; prints "name:status:seconds" per program.
+run_programs() {
+  local tag=$1; shift
+  local name pids=() names=()
+  mkdir -p "$build/test-tmp"
+  for name in "$@"; do
+    ( s=$(date +%s); st=0; run_program "$name" "$logs/$tag.$name.log" || st=$?
+      echo "$name:$st:$(( $(date +%s) - s ))" >"$logs/$tag.$name.status" ) &
+    pids+=($!); names+=("$name")
+    if (( ${#pids[@]} >= 2 )); then wait "${pids[0]}"; pids=("${pids[@]:1}"); fi
+  done
+  wait
+  for name in "${names[@]}"; do cat "$logs/$tag.$name.status"; done
+}
+
+build_programs() {  # $1: log file; the rest: targets
+  local log=$1; shift
+  cmake --build "$build" -j2 --target "$@" >"$log" 2>&1
+}
+
+# One mutation: build, then run; the status lines go to logs/TAG.status.
+step() {
+  local tag=$1; shift
+  build_programs "$logs/$tag.build.log" "$@" && run_programs "$tag" "$@" >"$logs/$tag.status"
+}
+
+# The steps run under cpu-lock, in a new shell: the script calls itself with --inner.
+if [[ ${1:-} == --inner ]]; then shift; "$@"; exit; fi
+
 root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 list=$root/scripts/fault-mutations.txt
 work=$root/build-fault
@@ -38,7 +78,10 @@ timeout_s=${ORR_FAULT_TIMEOUT:-300}
 src=$work/src
 build=$work/build
 logs=$work/logs
+export build src logs timeout_s
+self=$(realpath "${BASH_SOURCE[0]}")
 lock() { if command -v cpu-lock >/dev/null; then cpu-lock "$@"; else "$@"; fi; }
+inner() { lock bash "$self" --inner "$@"; }
 
 # --- the mutation list ---------------------------------------------------------------
 declare -a ids descs files tests finds replaces
@@ -105,42 +148,11 @@ fi
 
 all_programs=$(for i in "${selected[@]}"; do expand "${tests[i]}"; done | tr ' ' '\n' | sed '/^$/d' | sort -u | tr '\n' ' ')
 
-# Runs one program of the build; its exit status, its output in $2.
-run_program() {
-  local name=$1 out=$2 path args=()
-  path=$(find "$build" -type f -name "$name" -perm -u+x -print -quit)
-  [[ -n $path ]] || { echo "no program $name" >"$out"; return 127; }
-  [[ $name == *_replay ]] && args=("$src/tests/fuzz/corpus/${name%_replay}")
-  (cd "$(dirname "$path")" && ORR_TEST_TMP=$build/test-tmp timeout -k 10 "$timeout_s" "$path" "${args[@]}" \
-    --gtest_brief=1 >"$out" 2>&1)
-}
-
-# Runs the programs two at a time; prints "name:status:seconds" per program.
-run_programs() {
-  local tag=$1; shift
-  local name pids=() names=()
-  mkdir -p "$build/test-tmp"
-  for name in "$@"; do
-    ( s=$(date +%s); st=0; run_program "$name" "$logs/$tag.$name.log" || st=$?
-      echo "$name:$st:$(( $(date +%s) - s ))" >"$logs/$tag.$name.status" ) &
-    pids+=($!); names+=("$name")
-    if (( ${#pids[@]} >= 2 )); then wait "${pids[0]}"; pids=("${pids[@]:1}"); fi
-  done
-  wait
-  for name in "${names[@]}"; do cat "$logs/$tag.$name.status"; done
-}
-
-build_programs() {  # $1: log file; the rest: targets
-  local log=$1; shift
-  cmake --build "$build" -j2 --target "$@" >"$log" 2>&1
-}
-export -f run_program run_programs build_programs
-export build src logs timeout_s
 
 # --- baseline --------------------------------------------------------------------------
 started=$(date +%s)
 echo "fault-check: baseline build and run of: $all_programs"
-if ! lock bash -c 'build_programs "$logs/baseline.build.log" "$@"' _ $all_programs; then
+if ! inner build_programs "$logs/baseline.build.log" $all_programs; then
   echo "fault-check: the unmutated tree does not build, see $logs/baseline.build.log" >&2
   exit 1
 fi
@@ -148,7 +160,7 @@ declare -A broken base_seconds
 while IFS=: read -r name st secs; do
   base_seconds[$name]=$secs
   if [[ $st != 0 ]]; then broken[$name]=1; echo "fault-check: $name fails without a mutation (status $st)"; fi
-done < <(lock bash -c 'run_programs baseline "$@"' _ $all_programs)
+done < <(inner run_programs baseline $all_programs)
 
 # Area of a program: its directory under tests/ (the source of its build directory).
 area_of() {
@@ -172,8 +184,7 @@ for i in "${selected[@]}"; do
   printf '%s' "$mutated" >"$target"
   s=$(date +%s)
   outcome=
-  if lock bash -c 'build_programs "$logs/$0.build.log" "$@" && run_programs "$0" "$@" >"$logs/$0.status"' \
-      "$id" $programs; then
+  if inner step "$id" $programs; then
     catchers=()
     declare -A areas=()
     while IFS=: read -r name st secs; do
