@@ -61,18 +61,26 @@ uint16_t wordAt(const CAM_FRAME& f, std::size_t i) { return reinterpret_cast<con
 
 }  // namespace
 
-TEST(VireneBChain, DepthOnlyScalesTheRawWords)
+TEST(VireneBChain, TheRequestedStreamsChooseTheSteps)
 {
-    Group g(16, 12, 4001);  // 4001 >> 2 rounds to 1000
-    VireneBChainBuffers buffers;
-    ASSERT_EQ(runVireneBChain(g.data, settingsFor(0x1), buffers), 0);
-    const CAM_FRAME& depth = g.data.frame[CAM_DATA_SLOT_DEPTH];
-    EXPECT_EQ(depth.width, 16u);
-    EXPECT_EQ(depth.size, 16u * 12u * 2u);
-    EXPECT_EQ(depth.data, reinterpret_cast<unsigned char*>(g.raw.data()));
-    EXPECT_TRUE(std::all_of(g.raw.begin(), g.raw.end(), [](uint16_t d) { return d == 1000; }));
-    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].size, 0u);
-    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].data, g.yuyv.data()) << "colour not requested";
+    const struct {
+        uint32_t streams;
+        uint32_t depthSize, cloudSize;
+        bool colourConverted;
+    } cases[] = {{0x1, 16 * 12 * 2, 0, false}, {0x8, 0, 16 * 12 * 12, false}, {0x2, 16 * 12 * 2, 0, true}};
+    for (const auto& c : cases) {
+        Group g(16, 12, 4001);  // 4001 >> 2 rounds to 1000
+        VireneBChainBuffers buffers;
+        ASSERT_EQ(runVireneBChain(g.data, settingsFor(c.streams), buffers), 0);
+        const CAM_FRAME& depth = g.data.frame[CAM_DATA_SLOT_DEPTH];
+        EXPECT_EQ(depth.size, c.depthSize) << c.streams;
+        EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].size, c.cloudSize) << c.streams;
+        EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].data != g.yuyv.data(), c.colourConverted) << c.streams;
+        EXPECT_EQ(g.raw[7], c.streams == 0x2 ? 4001 : 1000) << c.streams;
+        if (c.cloudSize != 0) {
+            EXPECT_EQ(reinterpret_cast<const float*>(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].data)[2], 1000.0f);
+        }
+    }
 }
 
 TEST(VireneBChain, FullChainRegistersDilatesAndProjectsWithColourIntrinsics)
@@ -116,33 +124,17 @@ TEST(VireneBChain, FullChainRegistersDilatesAndProjectsWithColourIntrinsics)
               (std::vector<uint8_t>{255, 255, 255, 0, 0, 0}));
 }
 
-TEST(VireneBChain, PointCloudAloneStillScalesDepthButDeliversNoDepth)
-{
-    Group g(16, 12, 4000);
-    VireneBChainBuffers buffers;
-    ASSERT_EQ(runVireneBChain(g.data, settingsFor(0x8), buffers), 0);
-    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_DEPTH].size, 0u);
-    const CAM_FRAME& cloud = g.data.frame[CAM_DATA_SLOT_POINTCLOUD];
-    ASSERT_EQ(cloud.size, 16u * 12u * 12u);
-    EXPECT_EQ(reinterpret_cast<const float*>(cloud.data)[2], 1000.0f);
-}
-
 TEST(VireneBChain, ASlotWithoutDataIsSkippedAndAShortSlotIsEmptied)
 {
     Group g(16, 12, 4000);
     g.data.frame[CAM_DATA_SLOT_DEPTH].size = 0;
+    g.data.frame[CAM_DATA_SLOT_RGB].size = 100;
     VireneBChainBuffers buffers;
-    EXPECT_EQ(runVireneBChain(g.data, settingsFor(0x1 | 0x8), buffers), 0);
-    EXPECT_EQ(g.raw[0], 4000) << "nothing ran";
-
-    Group bad(16, 12, 4000);
-    bad.data.frame[CAM_DATA_SLOT_DEPTH].size = 100;
     orrtest::StdoutCapture capture;
-    EXPECT_EQ(runVireneBChain(bad.data, settingsFor(0x1 | 0x2), buffers), -1);
+    EXPECT_EQ(runVireneBChain(g.data, settingsFor(0x1 | 0x2 | 0x8), buffers), -1);
     EXPECT_EQ(orrtest::countLogLines(capture.text(), "ERROR", "VireneBChain", "usable",
-                                     "depth frame of 16x12 needs 384 bytes, size is 100"),
+                                     "color frame of 16x12 needs 384 bytes, size is 100"),
               1);
-    EXPECT_EQ(bad.data.frame[CAM_DATA_SLOT_DEPTH].size, 0u);
-    EXPECT_EQ(bad.raw[0], 4000);
-    EXPECT_EQ(bad.data.frame[CAM_DATA_SLOT_RGB].size, 16u * 12u * 3u) << "colour still converted";
+    EXPECT_EQ(g.raw[0], 4000) << "nothing ran on the empty depth slot";
+    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].size, 0u);
 }
