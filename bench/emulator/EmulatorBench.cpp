@@ -5,6 +5,10 @@
 //    while a 640 x 642 transfer streams at 30 fps, as a share of one core; the argument
 //    is 1 when the client's memory is served in place (a client in this process, as in
 //    the tests), 0 when it is reached through copies (a client in another process).
+//  - Fl30cCommandedRate: the rate a plain libuvc client receives, 15 fps by default and
+//    after the frame-rate command "30" (the tests check the command, not the clock);
+//  - AnotherProcessStream: a plain libuvc client in a process that orr-emulate starts,
+//    streaming 320 x 564 at 30 fps: the rate it reports.
 #include <benchmark/benchmark.h>
 #include <libusb.h>
 #include <libuvc/libuvc.h>
@@ -13,6 +17,9 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <string>
 #include <thread>
 
 #include "EmulatedFl30c.h"
@@ -95,6 +102,67 @@ void Fl30cStream(benchmark::State& state)
     }
 }
 BENCHMARK(Fl30cStream)->Arg(1)->Arg(0)->Iterations(1)->Unit(benchmark::kSecond);
+
+void Fl30cCommandedRate(benchmark::State& state)
+{
+    const int fps = static_cast<int>(state.range(0));
+    for (auto _ : state) {
+        auto bed = UsbTestBed::create();
+        EmulatedFl30c* camera = bed ? bed->addFl30c(UsbLocation(1, {4}, 5)) : nullptr;
+        uvc_context_t* context = nullptr;
+        uvc_device_t* device = nullptr;
+        uvc_device_handle_t* handle = nullptr;
+        uvc_stream_ctrl_t control;
+        std::atomic<int> frames{0};
+        if (camera == nullptr || uvc_init(&context, nullptr) != UVC_SUCCESS ||
+            uvc_find_device(context, &device, 0x3482, 0x6723, nullptr) != UVC_SUCCESS ||
+            uvc_open(device, &handle) != UVC_SUCCESS ||
+            uvc_get_stream_ctrl_format_size(handle, &control, UVC_FRAME_FORMAT_YUYV, 640, 642, 15) != UVC_SUCCESS ||
+            uvc_start_streaming(handle, &control, onFrame, &frames, 0) != UVC_SUCCESS) {
+            state.SkipWithError("streaming did not start");
+            return;
+        }
+        if (fps != 15) {
+            uint8_t payload[64] = {};
+            const std::string text = std::to_string(fps);
+            std::memcpy(payload, text.data(), text.size());
+            libusb_control_transfer(uvc_get_libusb_handle(handle), 0x21, 0x54, 0x0100, 0x0A00, payload, 64, 3000);
+        }
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        const int startFrames = frames;
+        const auto startWall = std::chrono::steady_clock::now();
+        std::this_thread::sleep_for(std::chrono::seconds(3));
+        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - startWall).count();
+        state.counters["fps"] = (frames - startFrames) / wall;
+        uvc_stop_streaming(handle);
+        uvc_close(handle);
+        uvc_unref_device(device);
+        uvc_exit(context);
+    }
+}
+BENCHMARK(Fl30cCommandedRate)->Arg(15)->Arg(30)->Iterations(1)->Unit(benchmark::kSecond);
+
+#if defined(ORR_EMULATE) && defined(ORR_STREAM_CLIENT)
+void AnotherProcessStream(benchmark::State& state)
+{
+    for (auto _ : state) {
+        const std::string command =
+            std::string(ORR_EMULATE) + " --fps 30 -- " + ORR_STREAM_CLIENT + " 320 564 30 90 2>/dev/null";
+        FILE* pipe = popen(command.c_str(), "r");
+        char line[256] = {};
+        const bool read = pipe != nullptr && std::fgets(line, sizeof line, pipe) != nullptr;
+        const int status = pipe != nullptr ? pclose(pipe) : -1;
+        int transfers = 0;
+        double rate = 0;
+        if (!read || status != 0 || std::sscanf(line, "transfers %d rate %lf", &transfers, &rate) != 2) {
+            state.SkipWithError("the client did not stream");
+            return;
+        }
+        state.counters["fps"] = rate;
+    }
+}
+BENCHMARK(AnotherProcessStream)->Iterations(1)->Unit(benchmark::kSecond);
+#endif
 
 }  // namespace
 
