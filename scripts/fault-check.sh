@@ -153,7 +153,13 @@ if [[ ! -f $build/build.ninja ]]; then
     -DORR_WERROR=OFF -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >/dev/null
 fi
 
-all_programs=$(for i in "${selected[@]}"; do expand "${tests[i]}"; done | tr ' ' '\n' | sed '/^$/d' | sort -u | tr '\n' ' ')
+# Programs the list names but this tree does not build (removed or renamed) are left out.
+known=$(ninja -C "$build" -t targets all 2>/dev/null | sed -n 's/^\([A-Za-z0-9_]*\): phony$/\1/p' | sort -u)
+present() { local w; for w in $1; do grep -qxF "$w" <<<"$known" && printf '%s ' "$w"; done; }
+all_named=$(for i in "${selected[@]}"; do expand "${tests[i]}"; done | tr ' ' '\n' | sed '/^$/d' | sort -u | tr '\n' ' ')
+all_programs=$(present "$all_named")
+absent=$(for w in $all_named; do grep -qxF "$w" <<<"$known" || printf '%s ' "$w"; done)
+[[ -z $absent ]] || echo "fault-check: not in this tree, left out: $absent"
 
 
 # --- baseline --------------------------------------------------------------------------
@@ -197,7 +203,10 @@ declare -A caught_by_area
 caught=0 missed=0 unbuilt=0
 for i in "${selected[@]}"; do
   id=${ids[i]} file=${files[i]} target=$src/${files[i]}
-  programs=$(expand "${tests[i]}")
+  programs=$(present "$(expand "${tests[i]}")")
+  if [[ -z $programs ]]; then
+    results+=("$id	NO-PROGRAM	-	${descs[i]}"); unbuilt=$((unbuilt + 1)); continue
+  fi
   if ! mutate "$i" "$target"; then
     echo "fault-check: [$id] the text to replace is not in $file exactly once" >&2
     results+=("$id	NOT-APPLIED	-	${descs[i]}"); unbuilt=$((unbuilt + 1)); continue
@@ -231,11 +240,12 @@ done
 {
   echo "Fault-injection check of $(cd "$root" && git rev-parse --short HEAD)$(cd "$root" && git diff --quiet HEAD -- . || echo ' with working-tree changes'), $(date -u '+%Y-%m-%d %H:%M UTC'), $(( ($(date +%s) - started) / 60 )) min"
   echo
-  echo "Mutations: ${#selected[@]}; caught $caught, missed $missed, not applied or not built $unbuilt"
+  echo "Mutations: ${#selected[@]}; caught $caught, missed $missed, not applied, not built or without a program $unbuilt"
   echo
   echo "Caught per test area (a mutation counts for every area whose programs caught it):"
   for a in $(printf '%s\n' "${!caught_by_area[@]}" | sort); do printf '  %-10s %d\n' "$a" "${caught_by_area[$a]}"; done
   echo
+  [[ -z $absent ]] || echo "Named in the list but not in this tree: $absent"
   echo "Unmutated run (program: seconds):"
   for name in $all_programs; do
     printf '  %s: %ss%s%s\n' "$name" "${base_seconds[$name]:-?}" "${broken[$name]:+ FAILS WITHOUT A MUTATION}" \
