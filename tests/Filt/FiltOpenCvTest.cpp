@@ -17,22 +17,11 @@ using Image = std::vector<uint16_t>;
 TEST(FiltDepth2RgbVsOpenCv, MatchesRegisterDepth)
 {
     // A VGA depth camera onto an HD colour camera 25 mm to its side, slightly rotated.
-    ir_rgb_Parameter calib{};
-    calib.depthFx = 460.0f;
-    calib.depthFy = 462.0f;
-    calib.depthCx = 321.5f;
-    calib.depthCy = 238.25f;
-    calib.rgbFx = 910.0f;
-    calib.rgbFy = 905.0f;
-    calib.rgbCx = 641.0f;
-    calib.rgbCy = 359.5f;
+    ir_rgb_Parameter calib{460.0f, 462.0f, 321.5f, 238.25f, 910.0f, 905.0f, 641.0f, 359.5f, {}, {-25.0f, 1.5f, 0.8f}};
     cv::Mat rvec = (cv::Mat_<double>(3, 1) << 0.01, -0.02, 0.005);
     cv::Mat rotation;
     cv::Rodrigues(rvec, rotation);
     for (int i = 0; i < 9; ++i) calib.rotation[i] = static_cast<float>(rotation.at<double>(i / 3, i % 3));
-    calib.translation[0] = -25.0f;
-    calib.translation[1] = 1.5f;
-    calib.translation[2] = 0.8f;
 
     const int inW = 640, inH = 480, outW = 1280, outH = 720;
     Image depth = imagingtest::depthScene(inW, inH, 21);

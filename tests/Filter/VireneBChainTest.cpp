@@ -21,26 +21,10 @@ struct Group {
     Group(uint32_t w, uint32_t h, uint16_t rawWord)
         : raw(static_cast<std::size_t>(w) * h, rawWord), yuyv(static_cast<std::size_t>(w) * h * 2)
     {
-        for (std::size_t i = 0; i < yuyv.size(); i += 4) {
-            yuyv[i] = 235;  // white
-            yuyv[i + 1] = 128;
-            yuyv[i + 2] = 16;  // black
-            yuyv[i + 3] = 128;
-        }
-        CAM_FRAME& d = data.frame[CAM_DATA_SLOT_DEPTH];
-        d.type = CAM_FRAME_DEPTH;
-        d.width = w;
-        d.height = h;
-        d.data = reinterpret_cast<unsigned char*>(raw.data());
-        d.size = static_cast<uint32_t>(raw.size() * 2);
-        d.frameId = 5;
-        CAM_FRAME& c = data.frame[CAM_DATA_SLOT_RGB];
-        c.type = CAM_FRAME_RGB;
-        c.width = w;
-        c.height = h;
-        c.data = yuyv.data();
-        c.size = static_cast<uint32_t>(yuyv.size());
-        c.frameId = 5;
+        for (std::size_t i = 0; i < yuyv.size(); ++i) yuyv[i] = i % 4 == 0 ? 235 : (i % 4 == 2 ? 16 : 128);  // white, black
+        data.frame[CAM_DATA_SLOT_DEPTH] = {CAM_FRAME_DEPTH, w, h, reinterpret_cast<unsigned char*>(raw.data()),
+                                           static_cast<uint32_t>(raw.size() * 2), 0, 5, 0};
+        data.frame[CAM_DATA_SLOT_RGB] = {CAM_FRAME_RGB, w, h, yuyv.data(), static_cast<uint32_t>(yuyv.size()), 0, 5, 0};
     }
 };
 
@@ -49,9 +33,7 @@ VireneBChainSettings settingsFor(uint32_t streams)
     VireneBChainSettings s;
     s.depthScale = 2;
     s.streams = streams;
-    s.calib.depthFx = s.calib.depthFy = 100.0f;
-    s.calib.rgbFx = s.calib.rgbFy = 200.0f;
-    s.calib.rotation[0] = s.calib.rotation[4] = s.calib.rotation[8] = 1.0f;
+    s.calib = {100.0f, 100.0f, 0, 0, 200.0f, 200.0f, 0, 0, {1, 0, 0, 0, 1, 0, 0, 0, 1}, {0, 0, 0}};
     s.colorWidth = 32;
     s.colorHeight = 24;
     return s;
