@@ -60,6 +60,48 @@ BENCHMARK(TestBedSetUp)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 void onFrame(uvc_frame_t*, void* user) { ++*static_cast<std::atomic<int>*>(user); }
 
+// A plain libuvc client streaming 640 x 642 transfers of the first emulated Fl30c.
+class UvcStream {
+public:
+    explicit UvcStream(int fps)
+    {
+        uvc_stream_ctrl_t control;
+        m_ok = uvc_init(&m_context, nullptr) == UVC_SUCCESS &&
+               uvc_find_device(m_context, &m_device, 0x3482, 0x6723, nullptr) == UVC_SUCCESS &&
+               uvc_open(m_device, &m_handle) == UVC_SUCCESS &&
+               uvc_get_stream_ctrl_format_size(m_handle, &control, UVC_FRAME_FORMAT_YUYV, 640, 642, fps) == UVC_SUCCESS &&
+               uvc_start_streaming(m_handle, &control, onFrame, &frames, 0) == UVC_SUCCESS;
+    }
+    ~UvcStream()
+    {
+        if (m_handle != nullptr) {
+            uvc_stop_streaming(m_handle);
+            uvc_close(m_handle);
+        }
+        if (m_device != nullptr) uvc_unref_device(m_device);
+        if (m_context != nullptr) uvc_exit(m_context);
+    }
+    bool ok() const { return m_ok; }
+    libusb_device_handle* usb() const { return uvc_get_libusb_handle(m_handle); }
+    std::atomic<int> frames{0};
+
+private:
+    uvc_context_t* m_context = nullptr;
+    uvc_device_t* m_device = nullptr;
+    uvc_device_handle_t* m_handle = nullptr;
+    bool m_ok = false;
+};
+
+// Frames per second over `seconds`.
+double measuredRate(UvcStream& stream, int seconds)
+{
+    const int startFrames = stream.frames;
+    const auto startWall = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+    const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - startWall).count();
+    return (stream.frames - startFrames) / wall;
+}
+
 void Fl30cStream(benchmark::State& state)
 {
     TestBedOptions options;
@@ -69,34 +111,17 @@ void Fl30cStream(benchmark::State& state)
         Fl30cConfig config;
         config.settings.frameRate = 30;
         EmulatedFl30c* camera = bed ? bed->addFl30c(UsbLocation(1, {4}, 5), config) : nullptr;
-        uvc_context_t* context = nullptr;
-        uvc_device_t* device = nullptr;
-        uvc_device_handle_t* handle = nullptr;
-        uvc_stream_ctrl_t control;
-        std::atomic<int> frames{0};
-        if (camera == nullptr || uvc_init(&context, nullptr) != UVC_SUCCESS ||
-            uvc_find_device(context, &device, 0x3482, 0x6723, nullptr) != UVC_SUCCESS ||
-            uvc_open(device, &handle) != UVC_SUCCESS ||
-            uvc_get_stream_ctrl_format_size(handle, &control, UVC_FRAME_FORMAT_YUYV, 640, 642, 30) != UVC_SUCCESS ||
-            uvc_start_streaming(handle, &control, onFrame, &frames, 0) != UVC_SUCCESS) {
+        UvcStream stream(30);
+        if (camera == nullptr || !stream.ok()) {
             state.SkipWithError("streaming did not start");
             return;
         }
-        // Every transfer buffer in use once, then measure a steady stream.
-        std::this_thread::sleep_for(std::chrono::seconds(1));
-        const int startFrames = frames;
+        std::this_thread::sleep_for(std::chrono::seconds(1));  // every transfer buffer in use once
         const double startCpu = cpuSeconds();
         const auto startWall = std::chrono::steady_clock::now();
-        std::this_thread::sleep_for(std::chrono::seconds(4));
-        const double cpu = cpuSeconds() - startCpu;
+        state.counters["fps"] = measuredRate(stream, 4);
         const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - startWall).count();
-        const int streamed = frames - startFrames;
-        uvc_stop_streaming(handle);
-        uvc_close(handle);
-        uvc_unref_device(device);
-        uvc_exit(context);
-        state.counters["cpu_percent_of_core"] = 100.0 * cpu / wall;
-        state.counters["fps"] = streamed / wall;
+        state.counters["cpu_percent_of_core"] = 100.0 * (cpuSeconds() - startCpu) / wall;
         state.counters["ioctls_per_transfer"] =
             double(camera->device()->statistics().ioctls) / double(std::max<uint64_t>(1, camera->framesSent()));
     }
@@ -109,16 +134,8 @@ void Fl30cCommandedRate(benchmark::State& state)
     for (auto _ : state) {
         auto bed = UsbTestBed::create();
         EmulatedFl30c* camera = bed ? bed->addFl30c(UsbLocation(1, {4}, 5)) : nullptr;
-        uvc_context_t* context = nullptr;
-        uvc_device_t* device = nullptr;
-        uvc_device_handle_t* handle = nullptr;
-        uvc_stream_ctrl_t control;
-        std::atomic<int> frames{0};
-        if (camera == nullptr || uvc_init(&context, nullptr) != UVC_SUCCESS ||
-            uvc_find_device(context, &device, 0x3482, 0x6723, nullptr) != UVC_SUCCESS ||
-            uvc_open(device, &handle) != UVC_SUCCESS ||
-            uvc_get_stream_ctrl_format_size(handle, &control, UVC_FRAME_FORMAT_YUYV, 640, 642, 15) != UVC_SUCCESS ||
-            uvc_start_streaming(handle, &control, onFrame, &frames, 0) != UVC_SUCCESS) {
+        UvcStream stream(15);
+        if (camera == nullptr || !stream.ok()) {
             state.SkipWithError("streaming did not start");
             return;
         }
@@ -126,18 +143,10 @@ void Fl30cCommandedRate(benchmark::State& state)
             uint8_t payload[64] = {};
             const std::string text = std::to_string(fps);
             std::memcpy(payload, text.data(), text.size());
-            libusb_control_transfer(uvc_get_libusb_handle(handle), 0x21, 0x54, 0x0100, 0x0A00, payload, 64, 3000);
+            libusb_control_transfer(stream.usb(), 0x21, 0x54, 0x0100, 0x0A00, payload, 64, 3000);
         }
         std::this_thread::sleep_for(std::chrono::seconds(1));
-        const int startFrames = frames;
-        const auto startWall = std::chrono::steady_clock::now();
-        std::this_thread::sleep_for(std::chrono::seconds(3));
-        const double wall = std::chrono::duration<double>(std::chrono::steady_clock::now() - startWall).count();
-        state.counters["fps"] = (frames - startFrames) / wall;
-        uvc_stop_streaming(handle);
-        uvc_close(handle);
-        uvc_unref_device(device);
-        uvc_exit(context);
+        state.counters["fps"] = measuredRate(stream, 3);
     }
 }
 BENCHMARK(Fl30cCommandedRate)->Arg(15)->Arg(30)->Iterations(1)->Unit(benchmark::kSecond);
