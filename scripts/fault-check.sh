@@ -148,10 +148,9 @@ mkdir -p "$src" "$logs"
   [[ -f $root/$f ]] || continue
   if ! cmp -s "$root/$f" "$src/$f"; then mkdir -p "$(dirname "$src/$f")"; cp "$root/$f" "$src/$f"; fi
 done
-if [[ ! -f $build/build.ninja ]]; then
-  cmake -S "$src" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORR_BUILD_BENCH=OFF \
-    -DORR_WERROR=OFF -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >/dev/null
-fi
+# Configured every time: the copy may have gained or lost test programs.
+cmake -S "$src" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORR_BUILD_BENCH=OFF \
+  -DORR_WERROR=OFF -DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache >/dev/null
 
 # Programs the list names but this tree does not build (removed or renamed) are left out.
 known=$(ninja -C "$build" -t targets all 2>/dev/null | sed -n 's/^\([A-Za-z0-9_]*\): phony$/\1/p' | sort -u)
