@@ -126,11 +126,6 @@ TEST(OrrPost, RegistrationAlignmentAndDilation)
     EXPECT_EQ(dilate_lite_depth_img(p, reinterpret_cast<short*>(dilated.data()), 7, 6), 0);
     EXPECT_EQ(Words(dilated.begin(), dilated.begin() + 42), Words(seven.begin(), seven.begin() + 42));
 
-    std::vector<uint8_t> ir = imagingtest::randomBytes(8 * 4, 43), irOut(8 * 4, 0);
-    CAM_FRAME irSrc{CAM_FRAME_IR, 8, 4, ir.data(), 32, 0, 0, 0}, irDst{CAM_FRAME_IR, 8, 4, irOut.data(), 0, 0, 0, 0};
-    EXPECT_EQ(post.alignIr(irSrc, irDst, calib), 0);
-    EXPECT_EQ(irOut, ir);
-
     orrtest::StdoutCapture capture;
     CAM_FRAME none = dst;
     none.data = nullptr;
@@ -141,16 +136,11 @@ TEST(OrrPost, RegistrationAlignmentAndDilation)
     twice.rgbFx = std::numeric_limits<float>::infinity();
     EXPECT_EQ(post.alignDepth(flatFrame, alignedFrame, twice), -3);
     EXPECT_EQ(post.alignDepth(none, dst, calib), -1);
-    irDst.height = 5;
-    EXPECT_EQ(post.alignIr(irSrc, irDst, calib), -2);
-    irDst.data = nullptr;
-    EXPECT_EQ(post.alignIr(irSrc, irDst, calib), -1);
     const std::string log = capture.text();
     EXPECT_EQ(logged(log, "depthimg2Rgb", "depth_dst size 32x0 has no pixels"), 1);
     EXPECT_EQ(logged(log, "depthimg2Rgb", "depth.data or depth_dst.data is nullptr"), 1);
     EXPECT_EQ(logged(log, "depthimg2Rgb", "error, depth2RGB return -2"), 1);
     EXPECT_EQ(logged(log, "alignDepth", "depth.data or depth_dst.data is nullptr"), 1);
-    EXPECT_EQ(logged(log, "alignIr", "ir.data or ir_dst.data is nullptr"), 1);
 }
 
 TEST(OrrPost, PointCloudIsTheFilterCloudWithTheDepthFrameIdentity)
