@@ -4,13 +4,14 @@
 # and reports which programs noticed it. A developer's tool (not part of scripts/test.sh):
 # it shows which tests earn their lines and which faults nothing catches.
 #
-#   scripts/fault-check.sh [-n] [-l LIST] [-o REPORT] [-d DIR] [ID...]
+#   scripts/fault-check.sh [-n] [-l LIST] [-o REPORT] [-d DIR] [-p REGEX] [ID...]
 #
 #   -n      only check that every mutation applies (its text occurs once in its file)
 #   LIST    mutation list (default scripts/fault-mutations.txt, its format is described there)
 #   REPORT  report file (default DIR/report.txt)
 #   DIR     work directory (default build-fault): src/ holds the copy of the working tree
 #           (tracked and untracked, not ignored), build/ its build (RelWithDebInfo, ccache)
+#   REGEX   only the test programs whose names match (extended regex), e.g. one area's
 #   ID...   only these mutations (default: all)
 #
 # Each mutation is one step under cpu-lock: an incremental build of the named programs,
@@ -70,13 +71,15 @@ list=$root/scripts/fault-mutations.txt
 work=$root/build-fault
 report=
 check_only=
-while getopts "nl:o:d:" opt; do
+only_programs=.
+while getopts "nl:o:d:p:" opt; do
   case $opt in
+    p) only_programs=$OPTARG ;;
     n) check_only=1 ;;
     l) list=$(realpath "$OPTARG") ;;
     o) report=$(realpath -m "$OPTARG") ;;
     d) work=$(realpath -m "$OPTARG") ;;
-    *) sed -n '2,15p' "$0"; exit 2 ;;
+    *) sed -n '2,16p' "$0"; exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
@@ -154,10 +157,14 @@ cmake -S "$src" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORR_BUI
 
 # Programs the list names but this tree does not build (removed or renamed) are left out.
 known=$(ninja -C "$build" -t targets all 2>/dev/null | sed -n 's/^\([A-Za-z0-9_]*\): phony$/\1/p' | sort -u)
-present() { local w; for w in $1; do grep -qxF "$w" <<<"$known" && printf '%s ' "$w"; done; }
+present() {
+  local w
+  for w in $1; do grep -qxF "$w" <<<"$known" && grep -qE "$only_programs" <<<"$w" && printf '%s ' "$w"; done
+}
 all_named=$(for i in "${selected[@]}"; do expand "${tests[i]}"; done | tr ' ' '\n' | sed '/^$/d' | sort -u | tr '\n' ' ')
 all_programs=$(present "$all_named")
 absent=$(for w in $all_named; do grep -qxF "$w" <<<"$known" || printf '%s ' "$w"; done)
+[[ $only_programs == . ]] || echo "fault-check: only the programs matching $only_programs"
 [[ -z $absent ]] || echo "fault-check: not in this tree, left out: $absent"
 
 
