@@ -4,9 +4,10 @@
 # and reports which programs noticed it. A developer's tool (not part of scripts/test.sh):
 # it shows which tests earn their lines and which faults nothing catches.
 #
-#   scripts/fault-check.sh [-n] [-l LIST] [-o REPORT] [-d DIR] [-p REGEX] [ID...]
+#   scripts/fault-check.sh [-n] [-r] [-l LIST] [-o REPORT] [-d DIR] [-p REGEX] [ID...]
 #
 #   -n      only check that every mutation applies (its text occurs once in its file)
+#   -r      resume an interrupted run in DIR: mutations with a recorded result are not run again
 #   LIST    mutation list (default scripts/fault-mutations.txt, its format is described there)
 #   REPORT  report file (default DIR/report.txt)
 #   DIR     work directory (default build-fault): src/ holds the copy of the working tree
@@ -72,14 +73,16 @@ work=$root/build-fault
 report=
 check_only=
 only_programs=.
-while getopts "nl:o:d:p:" opt; do
+resume=
+while getopts "nrl:o:d:p:" opt; do
   case $opt in
+    r) resume=1 ;;
     p) only_programs=$OPTARG ;;
     n) check_only=1 ;;
     l) list=$(realpath "$OPTARG") ;;
     o) report=$(realpath -m "$OPTARG") ;;
     d) work=$(realpath -m "$OPTARG") ;;
-    *) sed -n '2,16p' "$0"; exit 2 ;;
+    *) sed -n '2,17p' "$0"; exit 2 ;;
   esac
 done
 shift $((OPTIND - 1))
@@ -170,13 +173,20 @@ absent=$(for w in $all_named; do grep -qxF "$w" <<<"$known" || printf '%s ' "$w"
 
 # --- baseline --------------------------------------------------------------------------
 started=$(date +%s)
+declare -A broken base_seconds excluded
+if [[ -n $resume && -f $logs/baseline.summary ]]; then
+  while IFS=: read -r name secs bad without; do
+    base_seconds[$name]=$secs
+    [[ -n $bad ]] && broken[$name]=1
+    [[ -n $without ]] && excluded[$name]=$without
+  done <"$logs/baseline.summary"
+else
 echo "fault-check: baseline build and run of: $all_programs"
 if ! inner build_programs "$logs/baseline.build.log" $all_programs; then
   echo "fault-check: the unmutated tree does not build, see $logs/baseline.build.log" >&2
   exit 1
 fi
-declare -A broken base_seconds excluded
-rm -f "$logs"/filter.*
+rm -f "$logs"/filter.* "$logs"/*.result
 retry=()
 while IFS=: read -r name st secs; do
   base_seconds[$name]=$secs
@@ -194,6 +204,10 @@ if (( ${#retry[@]} )); then
     else echo "fault-check: $name runs without ${excluded[$name]} (they fail in one process with the others)"; fi
   done < <(inner run_programs baseline-retry "${retry[@]}")
 fi
+for name in $all_programs; do
+  echo "$name:${base_seconds[$name]:-}:${broken[$name]:-}:${excluded[$name]:-}"
+done >"$logs/baseline.summary"
+fi
 
 # Area of a program: its directory under tests/ (the source of its build directory).
 area_of() {
@@ -209,6 +223,17 @@ declare -A caught_by_area
 caught=0 missed=0 unbuilt=0
 for i in "${selected[@]}"; do
   id=${ids[i]} file=${files[i]} target=$src/${files[i]}
+  if [[ -n $resume && -f $logs/$id.result ]]; then
+    { IFS= read -r line; IFS= read -r done_areas; } <"$logs/$id.result"
+    results+=("$line")
+    case $(cut -f2 <<<"$line") in
+      CAUGHT) caught=$((caught + 1)) ;;
+      MISSED) missed=$((missed + 1)) ;;
+      *) unbuilt=$((unbuilt + 1)) ;;
+    esac
+    for a in $done_areas; do caught_by_area[$a]=$(( ${caught_by_area[$a]:-0} + 1 )); done
+    continue
+  fi
   programs=$(present "$(expand "${tests[i]}")")
   if [[ -z $programs ]]; then
     results+=("$id	NO-PROGRAM	-	${descs[i]}"); unbuilt=$((unbuilt + 1)); continue
@@ -231,6 +256,7 @@ for i in "${selected[@]}"; do
       fi
     done <"$logs/$id.status"
     for a in "${!areas[@]}"; do caught_by_area[$a]=$(( ${caught_by_area[$a]:-0} + 1 )); done
+    done_areas="${!areas[*]}"
     unset areas
     if (( ${#catchers[@]} )); then outcome="CAUGHT	${catchers[*]}"; caught=$((caught + 1))
     else outcome="MISSED	-"; missed=$((missed + 1)); fi
@@ -239,6 +265,8 @@ for i in "${selected[@]}"; do
   fi
   printf '%s' "$original" >"$target"  # restored, with a new time: rebuilt (from ccache) next time
   results+=("$id	$outcome	${descs[i]}")
+  printf '%s\n%s\n' "$id	$outcome	${descs[i]}" "${done_areas:-}" >"$logs/$id.result"
+  done_areas=
   printf 'fault-check: %-34s %s (%ds)\n' "$id" "${outcome%%	*}" $(( $(date +%s) - s ))
 done
 
