@@ -163,6 +163,7 @@ known=$(ninja -C "$build" -t targets all 2>/dev/null | sed -n 's/^\([A-Za-z0-9_]
 present() {
   local w
   for w in $1; do grep -qxF "$w" <<<"$known" && grep -qE "$only_programs" <<<"$w" && printf '%s ' "$w"; done
+  return 0
 }
 all_named=$(for i in "${selected[@]}"; do expand "${tests[i]}"; done | tr ' ' '\n' | sed '/^$/d' | sort -u | tr '\n' ' ')
 all_programs=$(present "$all_named")
