@@ -252,7 +252,9 @@ for i in "${selected[@]}"; do
     while IFS=: read -r name st secs; do
       [[ -n ${broken[$name]:-} ]] && continue
       if [[ $st != 0 ]]; then
-        catchers+=("$name$([[ $st == 124 || $st == 137 ]] && echo '(timeout)')")
+        how=
+        if [[ $st == 124 || $st == 137 ]]; then how='(timeout)'; fi
+        catchers+=("$name$how")
         areas[$(area_of "$name")]=1
       fi
     done <"$logs/$id.status"
