@@ -68,3 +68,11 @@ if wanted fuzz && [[ -x scripts/run-fuzzers.sh ]]; then
 fi
 
 stage "all test stages passed"
+
+# Size of the suite against the code it tests (informs, never fails): non-blank lines not
+# starting with "//" in C/C++ files, tests/ against everything else tracked except bench/.
+count_lines() { grep -E '\.(c|cc|cpp|h|hpp)$' | tr '\n' '\0' | xargs -0 -r cat | grep -cvE '^[[:space:]]*(//|$)' || true; }
+test_lines=$(git ls-files tests | count_lines)
+code_lines=$(git ls-files | grep -vE '^(tests|bench)/' | count_lines)
+awk -v t="$test_lines" -v c="$code_lines" \
+  'BEGIN { printf "\ntest lines %d, code lines %d: ratio %.2f (the aim is about a third)\n", t, c, (c ? t / c : 0) }'

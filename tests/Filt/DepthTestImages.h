@@ -1,12 +1,14 @@
 // Deterministic synthetic depth scenes for the imaging tests and benchmarks: a sloped
 // background with boxes in front, sensor noise of a few millimetres, holes (0) and
-// speckles (small blobs at random depths).
+// speckles (small blobs at random depths); random words and bytes; a calibration.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <random>
 #include <vector>
+
+#include "IrRgbParameter.h"
 
 namespace imagingtest {
 
@@ -64,6 +66,17 @@ inline std::vector<uint16_t> randomWords(std::size_t count, uint32_t seed)
     std::vector<uint16_t> words(count);
     for (auto& w : words) w = static_cast<uint16_t>(rng());
     return words;
+}
+
+// Depth and colour cameras alike, the colour one looking along the same axis.
+inline orrindale::ir_rgb_Parameter sameCameras(float f, float cx, float cy)
+{
+    orrindale::ir_rgb_Parameter c{};
+    c.depthFx = c.depthFy = c.rgbFx = c.rgbFy = f;
+    c.depthCx = c.rgbCx = cx;
+    c.depthCy = c.rgbCy = cy;
+    c.rotation[0] = c.rotation[4] = c.rotation[8] = 1.0f;
+    return c;
 }
 
 }  // namespace imagingtest

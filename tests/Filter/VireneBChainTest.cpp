@@ -21,26 +21,10 @@ struct Group {
     Group(uint32_t w, uint32_t h, uint16_t rawWord)
         : raw(static_cast<std::size_t>(w) * h, rawWord), yuyv(static_cast<std::size_t>(w) * h * 2)
     {
-        for (std::size_t i = 0; i < yuyv.size(); i += 4) {
-            yuyv[i] = 235;  // white
-            yuyv[i + 1] = 128;
-            yuyv[i + 2] = 16;  // black
-            yuyv[i + 3] = 128;
-        }
-        CAM_FRAME& d = data.frame[CAM_DATA_SLOT_DEPTH];
-        d.type = CAM_FRAME_DEPTH;
-        d.width = w;
-        d.height = h;
-        d.data = reinterpret_cast<unsigned char*>(raw.data());
-        d.size = static_cast<uint32_t>(raw.size() * 2);
-        d.frameId = 5;
-        CAM_FRAME& c = data.frame[CAM_DATA_SLOT_RGB];
-        c.type = CAM_FRAME_RGB;
-        c.width = w;
-        c.height = h;
-        c.data = yuyv.data();
-        c.size = static_cast<uint32_t>(yuyv.size());
-        c.frameId = 5;
+        for (std::size_t i = 0; i < yuyv.size(); ++i) yuyv[i] = i % 4 == 0 ? 235 : (i % 4 == 2 ? 16 : 128);  // white, black
+        data.frame[CAM_DATA_SLOT_DEPTH] = {CAM_FRAME_DEPTH, w, h, reinterpret_cast<unsigned char*>(raw.data()),
+                                           static_cast<uint32_t>(raw.size() * 2), 0, 5, 0};
+        data.frame[CAM_DATA_SLOT_RGB] = {CAM_FRAME_RGB, w, h, yuyv.data(), static_cast<uint32_t>(yuyv.size()), 0, 5, 0};
     }
 };
 
@@ -49,9 +33,7 @@ VireneBChainSettings settingsFor(uint32_t streams)
     VireneBChainSettings s;
     s.depthScale = 2;
     s.streams = streams;
-    s.calib.depthFx = s.calib.depthFy = 100.0f;
-    s.calib.rgbFx = s.calib.rgbFy = 200.0f;
-    s.calib.rotation[0] = s.calib.rotation[4] = s.calib.rotation[8] = 1.0f;
+    s.calib = {100.0f, 100.0f, 0, 0, 200.0f, 200.0f, 0, 0, {1, 0, 0, 0, 1, 0, 0, 0, 1}, {0, 0, 0}};
     s.colorWidth = 32;
     s.colorHeight = 24;
     return s;
@@ -61,18 +43,26 @@ uint16_t wordAt(const CAM_FRAME& f, std::size_t i) { return reinterpret_cast<con
 
 }  // namespace
 
-TEST(VireneBChain, DepthOnlyScalesTheRawWords)
+TEST(VireneBChain, TheRequestedStreamsChooseTheSteps)
 {
-    Group g(16, 12, 4001);  // 4001 >> 2 rounds to 1000
-    VireneBChainBuffers buffers;
-    ASSERT_EQ(runVireneBChain(g.data, settingsFor(0x1), buffers), 0);
-    const CAM_FRAME& depth = g.data.frame[CAM_DATA_SLOT_DEPTH];
-    EXPECT_EQ(depth.width, 16u);
-    EXPECT_EQ(depth.size, 16u * 12u * 2u);
-    EXPECT_EQ(depth.data, reinterpret_cast<unsigned char*>(g.raw.data()));
-    EXPECT_TRUE(std::all_of(g.raw.begin(), g.raw.end(), [](uint16_t d) { return d == 1000; }));
-    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].size, 0u);
-    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].data, g.yuyv.data()) << "colour not requested";
+    const struct {
+        uint32_t streams;
+        uint32_t depthSize, cloudSize;
+        bool colourConverted;
+    } cases[] = {{0x1, 16 * 12 * 2, 0, false}, {0x8, 0, 16 * 12 * 12, false}, {0x2, 16 * 12 * 2, 0, true}};
+    for (const auto& c : cases) {
+        Group g(16, 12, 4001);  // 4001 >> 2 rounds to 1000
+        VireneBChainBuffers buffers;
+        ASSERT_EQ(runVireneBChain(g.data, settingsFor(c.streams), buffers), 0);
+        const CAM_FRAME& depth = g.data.frame[CAM_DATA_SLOT_DEPTH];
+        EXPECT_EQ(depth.size, c.depthSize) << c.streams;
+        EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].size, c.cloudSize) << c.streams;
+        EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].data != g.yuyv.data(), c.colourConverted) << c.streams;
+        EXPECT_EQ(g.raw[7], c.streams == 0x2 ? 4001 : 1000) << c.streams;
+        if (c.cloudSize != 0) {
+            EXPECT_EQ(reinterpret_cast<const float*>(g.data.frame[CAM_DATA_SLOT_POINTCLOUD].data)[2], 1000.0f);
+        }
+    }
 }
 
 TEST(VireneBChain, FullChainRegistersDilatesAndProjectsWithColourIntrinsics)
@@ -116,33 +106,17 @@ TEST(VireneBChain, FullChainRegistersDilatesAndProjectsWithColourIntrinsics)
               (std::vector<uint8_t>{255, 255, 255, 0, 0, 0}));
 }
 
-TEST(VireneBChain, PointCloudAloneStillScalesDepthButDeliversNoDepth)
-{
-    Group g(16, 12, 4000);
-    VireneBChainBuffers buffers;
-    ASSERT_EQ(runVireneBChain(g.data, settingsFor(0x8), buffers), 0);
-    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_DEPTH].size, 0u);
-    const CAM_FRAME& cloud = g.data.frame[CAM_DATA_SLOT_POINTCLOUD];
-    ASSERT_EQ(cloud.size, 16u * 12u * 12u);
-    EXPECT_EQ(reinterpret_cast<const float*>(cloud.data)[2], 1000.0f);
-}
-
 TEST(VireneBChain, ASlotWithoutDataIsSkippedAndAShortSlotIsEmptied)
 {
     Group g(16, 12, 4000);
     g.data.frame[CAM_DATA_SLOT_DEPTH].size = 0;
+    g.data.frame[CAM_DATA_SLOT_RGB].size = 100;
     VireneBChainBuffers buffers;
-    EXPECT_EQ(runVireneBChain(g.data, settingsFor(0x1 | 0x8), buffers), 0);
-    EXPECT_EQ(g.raw[0], 4000) << "nothing ran";
-
-    Group bad(16, 12, 4000);
-    bad.data.frame[CAM_DATA_SLOT_DEPTH].size = 100;
     orrtest::StdoutCapture capture;
-    EXPECT_EQ(runVireneBChain(bad.data, settingsFor(0x1 | 0x2), buffers), -1);
+    EXPECT_EQ(runVireneBChain(g.data, settingsFor(0x1 | 0x2 | 0x8), buffers), -1);
     EXPECT_EQ(orrtest::countLogLines(capture.text(), "ERROR", "VireneBChain", "usable",
-                                     "depth frame of 16x12 needs 384 bytes, size is 100"),
+                                     "color frame of 16x12 needs 384 bytes, size is 100"),
               1);
-    EXPECT_EQ(bad.data.frame[CAM_DATA_SLOT_DEPTH].size, 0u);
-    EXPECT_EQ(bad.raw[0], 4000);
-    EXPECT_EQ(bad.data.frame[CAM_DATA_SLOT_RGB].size, 16u * 12u * 3u) << "colour still converted";
+    EXPECT_EQ(g.raw[0], 4000) << "nothing ran on the empty depth slot";
+    EXPECT_EQ(g.data.frame[CAM_DATA_SLOT_RGB].size, 0u);
 }

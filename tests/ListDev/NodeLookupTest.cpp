@@ -24,35 +24,28 @@ protected:
 
 }  // namespace
 
-TEST_F(NodeLookupTest, SerialNodeIdentifiersComeFromTheTtyModalias)
+TEST_F(NodeLookupTest, SerialNodeIdentifiersComeFromTheTtyModaliasAndBadNodesAreNamed)
 {
     tty("ttyACM0", "usb:v2207p0016d0100dc02dsc00dp00ic02isc02ip01in00");
     int vid = 0, pid = 0;
     EXPECT_EQ(getDevTtyVidPidByDeviceNode("/dev/ttyACM0", &vid, &pid), 0);
     EXPECT_EQ(vid, 0x2207);
     EXPECT_EQ(pid, 0x0016);
-}
 
-TEST_F(NodeLookupTest, BadSerialNodesAreNamedInTheError)
-{
     tty("ttyS1", "platform:serial8250");
     tty("ttyACM1", "usb:vXYZWp0016");
     tty("ttyACM2", "usb:v1A86pQQ");
-    int vid = 7, pid = 7;
-    orrtest::StdoutCapture out;
-    EXPECT_LT(getDevTtyVidPidByDeviceNode("/dev/ttyS1", &vid, &pid), 0);
-    EXPECT_LT(getDevTtyVidPidByDeviceNode("/dev/ttyACM1", &vid, &pid), 0);
-    EXPECT_LT(getDevTtyVidPidByDeviceNode("/dev/ttyACM2", &vid, &pid), 0);
-    EXPECT_LT(getDevTtyVidPidByDeviceNode("/dev/", &vid, &pid), 0);
-    EXPECT_LT(getDevTtyVidPidByDeviceNode("/dev/ttyNONE", &vid, &pid), 0);
-    const std::string text = out.text();
-    const char* source = "UsbCameraList";
-    const char* fn = "getDevTtyVidPidByDeviceNode";
-    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", source, fn, "/dev/ttyS1 is not valid!"), 1) << text;
-    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", source, fn, "/dev/ttyACM1 failed to read vid!"), 1);
-    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", source, fn, "/dev/ttyACM2 failed to read pid!"), 1);
-    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", source, fn, "/dev/ is not valid!"), 1);
-    EXPECT_EQ(vid, 7);
+    const std::pair<const char*, const char*> bad[] = {{"/dev/ttyS1", "/dev/ttyS1 is not valid!"},
+                                                       {"/dev/ttyACM1", "/dev/ttyACM1 failed to read vid!"},
+                                                       {"/dev/ttyACM2", "/dev/ttyACM2 failed to read pid!"},
+                                                       {"/dev/", "/dev/ is not valid!"}};
+    for (const auto& [node, message] : bad) {
+        orrtest::StdoutCapture out;
+        EXPECT_LT(getDevTtyVidPidByDeviceNode(node, &vid, &pid), 0);
+        EXPECT_EQ(orrtest::countLogLines(out.text(), "ERROR", "UsbCameraList", "getDevTtyVidPidByDeviceNode", message), 1)
+            << node;
+    }
+    EXPECT_EQ(vid, 0x2207) << "untouched on failure";
 }
 
 TEST_F(NodeLookupTest, UdevPropertyOfADeviceNode)

@@ -1,6 +1,6 @@
-// Fl30c transfers through plain libuvc: byte-exact layout, pacing by the frame-rate
-// command, stream modes, the scene's geometry in depth and colour, bad transfers on
-// demand, two cameras at once, and the descriptors lsusb shows.
+// Fl30c transfers through plain libuvc: byte-exact layout, the frame-rate command, stream
+// modes, the scene's geometry in depth and colour, bad transfers on demand, two cameras at
+// once, and the descriptors lsusb shows. How fast frames come is measured in bench/emulator.
 #include <gtest/gtest.h>
 #include <libusb.h>
 #include <libuvc/libuvc.h>
@@ -20,7 +20,7 @@
 #include "EmulatedFl30c.h"
 #include "Fl30cScene.h"
 #include "Fl30cTransferBuilder.h"
-#include "StreamTiming.h"
+#include "Eventually.h"
 
 using namespace orrindale::emulator;
 
@@ -47,15 +47,7 @@ struct Transfers {
     std::vector<uint8_t> kinds;
     std::vector<uint32_t> sequences;  // libuvc's frame numbers: a gap is a frame it skipped
     std::vector<std::vector<uint8_t>> headers;  // the first 2,560 bytes of each
-    std::vector<std::chrono::steady_clock::time_point> times;
 
-    double rate()
-    {
-        std::lock_guard<std::mutex> lock(mutex);
-        if (times.size() < 3) return 0;
-        // From the second on: the first may come right at start.
-        return double(times.size() - 2) / std::chrono::duration<double>(times.back() - times[1]).count();
-    }
     size_t count()
     {
         std::lock_guard<std::mutex> lock(mutex);
@@ -73,7 +65,6 @@ void onTransfer(uvc_frame_t* frame, void* user)
     t->kinds.push_back(frame->data_bytes > 1137 ? data[1137] : 0);
     t->sequences.push_back(frame->sequence);
     t->headers.emplace_back(data, data + std::min<size_t>(frame->data_bytes, 2560));
-    t->times.push_back(std::chrono::steady_clock::now());
 }
 
 class Fl30cStreamTest : public EmulatedDeviceTest {
@@ -119,7 +110,7 @@ protected:
     std::vector<Open> m_open;
 };
 
-TEST_F(Fl30cStreamTest, TransfersHaveTheLayoutAndArriveByteExactAtTheCommandedRate)
+TEST_F(Fl30cStreamTest, TransfersHaveTheLayoutAndArriveByteExactAcrossAFrameRateCommand)
 {
     EmulatedFl30c* camera = bed().addFl30c(UsbLocation(1, {4}, 5));
     ASSERT_NE(camera, nullptr);
@@ -127,10 +118,8 @@ TEST_F(Fl30cStreamTest, TransfersHaveTheLayoutAndArriveByteExactAtTheCommandedRa
     ASSERT_NE(handle, nullptr);
     Transfers t;
     ASSERT_TRUE(start(handle, t, 640, 642));
-    ASSERT_TRUE(camera->waitForFrames(12, std::chrono::seconds(10)));
-    if (kRatesAsserted) {
-        EXPECT_NEAR(t.rate(), 15.0, 1.0);  // 15 fps until told otherwise
-    }
+    EXPECT_EQ(camera->settings().frameRate, 15) << "15 fps until told otherwise";
+    ASSERT_TRUE(orrtest::eventually([&] { return t.count() >= 4; }));
 
     const auto expected = camera->expectedTransfer(640, Fl30cTransferLayout::kKindDepth);
     ASSERT_TRUE(expected);
@@ -178,15 +167,14 @@ TEST_F(Fl30cStreamTest, TransfersHaveTheLayoutAndArriveByteExactAtTheCommandedRa
         }
 
     ASSERT_EQ(command(handle, 0x54, "30"), 64);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(camera->settings().frameRate, 30);
     const size_t before = t.count();
-    const uint64_t sentBefore = camera->framesSent();
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-    if (kRatesAsserted) {
-        EXPECT_NEAR(double(t.count() - before), 30.0, 2.0);
-        EXPECT_NEAR(double(camera->framesSent() - sentBefore), 30.0, 3.0);
-    }
+    EXPECT_TRUE(orrtest::eventually([&] { return t.count() >= before + 4; })) << "the stream goes on";
     uvc_stop_streaming(handle);
+    {
+        std::lock_guard<std::mutex> lock(t.mutex);
+        for (size_t size : t.sizes) EXPECT_EQ(size, 821760u);
+    }
     // libusb sleeps until a transfer completes: a couple of empty reaps per transfer,
     // not the thousands a node that is always "ready" would cost.
     const auto stats = camera->device()->statistics();
@@ -316,15 +304,9 @@ TEST_F(Fl30cStreamTest, TwoCamerasOnDifferentPortsStreamAtTheSameTime)
     Transfers ta, tb;
     ASSERT_TRUE(start(ha, ta, 640, 642, 30));
     ASSERT_TRUE(start(hb, tb, 320, 564, 30));
-    std::this_thread::sleep_for(std::chrono::milliseconds(1200));
+    EXPECT_TRUE(orrtest::eventually([&] { return ta.count() >= 5 && tb.count() >= 5; }));
     uvc_stop_streaming(ha);
     uvc_stop_streaming(hb);
-    if (kRatesAsserted) {
-        EXPECT_NEAR(ta.rate(), 30.0, 2.0);
-        EXPECT_NEAR(tb.rate(), 30.0, 2.0);
-    }
-    EXPECT_GE(first->framesSent(), 30u);  // both paced at 30 fps by the emulator, whatever the consumer
-    EXPECT_GE(second->framesSent(), 30u);
     std::lock_guard<std::mutex> la(ta.mutex);
     std::lock_guard<std::mutex> lb(tb.mutex);
     for (size_t size : ta.sizes) EXPECT_EQ(size, 821760u);

@@ -6,7 +6,6 @@
 #include <string>
 
 #include "EmulatorSession.h"
-#include "StreamTiming.h"
 #include "TargetProgram.h"
 
 using orrindale::emulator::EmulatorSessionOptions;
@@ -43,20 +42,18 @@ TEST(OrrEmulate, CommandsSeeTheCamerasAndTheirStatusComesBack)
     EXPECT_EQ(run(targetCommandLine(ORR_EMULATE) + " --fps", ignored), 2);
 }
 
-TEST(OrrEmulate, AProgramInAnotherProcessStreamsAtTheChosenRate)
+// The rate it streams at is measured in bench/emulator.
+TEST(OrrEmulate, AProgramInAnotherProcessStreamsWholeTransfers)
 {
     std::string out;
-    const std::string client = targetCommandLine(ORR_STREAM_CLIENT) + " 320 564 30 1";
+    const std::string client = targetCommandLine(ORR_STREAM_CLIENT) + " 320 564 30 10";
     ASSERT_EQ(run(targetCommandLine(ORR_EMULATE) + " --fps 30 -- " + client, out), 0) << out;
     int transfers = 0;
     double rate = 0;
     size_t size = 0;
     ASSERT_EQ(std::sscanf(out.c_str(), "transfers %d rate %lf size %zu", &transfers, &rate, &size), 3) << out;
     EXPECT_EQ(size, 360960u);
-    EXPECT_GE(transfers, kRatesAsserted ? 27 : 1);
-    if (kRatesAsserted) {
-        EXPECT_NEAR(rate, 30.0, 2.0);
-    }
+    EXPECT_GE(transfers, 10);
 }
 
 TEST(OrrEmulate, SessionOptionsAreChecked)

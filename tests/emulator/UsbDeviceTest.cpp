@@ -95,9 +95,12 @@ TEST_F(UsbDeviceTest, DevicesAppearWhereTheTestPutThem)
     ASSERT_NE(bed().addPlainDevice(UsbLocation(1, {2, 3}, 9), plainConfig(0x3482, 0x6723)), nullptr);
     ASSERT_NE(bed().addPlainDevice(UsbLocation(3, {1, 4, 2}, 7), plainConfig(0x3482, 0x6723)), nullptr);
     ASSERT_NE(bed().addPlainDevice(UsbLocation(2, {6}), plainConfig(0x1234, 0x5678)), nullptr);
+    UsbLocation hidden(1, {3}, 6);
+    hidden.hiddenPortPath = true;  // listed without a path
+    ASSERT_NE(bed().addPlainDevice(hidden, plainConfig(0x3482, 0x6723)), nullptr);
 
     const auto cameras = find(0x3482, 0x6723);
-    ASSERT_EQ(cameras.size(), 3u);
+    ASSERT_EQ(cameras.size(), 4u);
     auto at = [&](int bus, int address) {
         for (const auto& d : cameras)
             if (d.bus == bus && d.address == address) return d;
@@ -110,23 +113,13 @@ TEST_F(UsbDeviceTest, DevicesAppearWhereTheTestPutThem)
     EXPECT_EQ(at(1, 9).port, 3);
     EXPECT_EQ(at(1, 9).parentVid, 0x05e3);  // the hub the test bed put at 1-2
     EXPECT_EQ(at(3, 7).path, "1.4.2");
+    EXPECT_EQ(at(1, 6).pathResult, 0);
+    EXPECT_EQ(at(1, 6).port, 0);
     const auto other = find(0x1234, 0x5678);
     ASSERT_EQ(other.size(), 1u);
     EXPECT_EQ(other[0].bus, 2);
     EXPECT_EQ(other[0].address, 2);  // the lowest free address
     EXPECT_EQ(find(0x1d6b, 0x0002).size(), 3u);  // one root hub per bus
-}
-
-TEST_F(UsbDeviceTest, HiddenPortPathIsListedWithoutPath)
-{
-    UsbLocation location(1, {3}, 6);
-    location.hiddenPortPath = true;
-    ASSERT_NE(bed().addPlainDevice(location, plainConfig(0x3482, 0x6723)), nullptr);
-    const auto found = find(0x3482, 0x6723);
-    ASSERT_EQ(found.size(), 1u);
-    EXPECT_EQ(found[0].address, 6);
-    EXPECT_EQ(found[0].pathResult, 0);
-    EXPECT_EQ(found[0].port, 0);
 }
 
 TEST_F(UsbDeviceTest, PlacesAndAddressesAreNotSharedAndLimitsAreChecked)
@@ -252,18 +245,12 @@ TEST_F(UsbDeviceTest, BulkDataFlowsBothWaysAndHaltsUntilCleared)
     const auto stats = device->device()->statistics();
     EXPECT_GE(stats.submitted, 2u);
     EXPECT_EQ(stats.servedInPlace, TestBedOptions().shareHostMemory ? stats.submitted - 1 : 0u);
-}
 
-TEST_F(UsbDeviceTest, AnInterfaceHasOneOwner)
-{
-    ASSERT_NE(bed().addPlainDevice(UsbLocation(1, {4}, 5), plainConfig(0x3482, 0x6723)), nullptr);
-    libusb_device_handle* first = open(0x3482, 0x6723);
-    ASSERT_NE(first, nullptr);
+    // An interface has one owner at a time.
     libusb_device_handle* second = libusb_open_device_with_vid_pid(context(), 0x3482, 0x6723);
     ASSERT_NE(second, nullptr);
-    EXPECT_EQ(libusb_claim_interface(first, 0), 0);
     EXPECT_EQ(libusb_claim_interface(second, 0), LIBUSB_ERROR_BUSY);
-    EXPECT_EQ(libusb_release_interface(first, 0), 0);
+    EXPECT_EQ(libusb_release_interface(handle, 0), 0);
     EXPECT_EQ(libusb_claim_interface(second, 0), 0);
     EXPECT_EQ(libusb_kernel_driver_active(second, 0), 0);
     libusb_close(second);

@@ -1,4 +1,4 @@
-// Helpers shared by the configuration fuzz targets.
+// Helpers shared by the configuration fuzz targets (one includes this per program).
 #pragma once
 
 #include <sys/mman.h>
@@ -26,10 +26,11 @@ inline std::string inputFile(const uint8_t* data, std::size_t size)
     return "/proc/self/fd/" + std::to_string(fd);
 }
 
+}  // namespace fuzzconf
+
 // The readers log every step on standard output; the fuzzer reports on standard error.
-inline void silenceLogs()
+extern "C" int LLVMFuzzerInitialize(int*, char***)
 {
     if (std::freopen("/dev/null", "w", stdout) == nullptr) std::perror("freopen");
+    return 0;
 }
-
-}  // namespace fuzzconf

@@ -20,12 +20,6 @@
 
 using namespace orrindale::sdk;
 
-extern "C" int LLVMFuzzerInitialize(int*, char***)
-{
-    fuzzconf::silenceLogs();
-    return 0;
-}
-
 namespace {
 
 template <typename Reader, typename Record>
