@@ -13,7 +13,6 @@
 #include "EmulatedDeviceTest.h"
 #include "Eventually.h"
 #include "GenericUvcCamera.h"
-#include "StreamTiming.h"
 
 using namespace orrindale::emulator;
 
@@ -24,7 +23,6 @@ struct Received {
     int frames = 0;
     int bad = 0;
     std::vector<int64_t> sequences;
-    std::chrono::steady_clock::time_point first, last;
     UvcPixelFormat format = UvcPixelFormat::Yuy2;
     int width = 0;
     int height = 0;
@@ -40,8 +38,6 @@ void onFrame(uvc_frame_t* frame, void* user)
                        std::equal(expected.begin(), expected.end(), data) && int(frame->width) == r->width &&
                        int(frame->height) == r->height;
     std::lock_guard<std::mutex> lock(r->mutex);
-    if (r->frames == 0) r->first = std::chrono::steady_clock::now();
-    r->last = std::chrono::steady_clock::now();
     ++r->frames;
     if (!exact) ++r->bad;
     r->sequences.push_back(sequence);
@@ -78,19 +74,12 @@ protected:
         std::this_thread::sleep_for(duration);
         uvc_stop_streaming(m_handle);
     }
-    static double rate(Received& r)
-    {
-        std::lock_guard<std::mutex> lock(r.mutex);
-        if (r.frames < 2) return 0;
-        return (r.frames - 1) / std::chrono::duration<double>(r.last - r.first).count();
-    }
-
     uvc_context_t* m_context = nullptr;
     uvc_device_t* m_device = nullptr;
     uvc_device_handle_t* m_handle = nullptr;
 };
 
-TEST_F(UvcCameraTest, Yuy2FramesArriveByteExactAtTheCommittedRate)
+TEST_F(UvcCameraTest, Yuy2FramesArriveByteExactWithTheCommittedInterval)
 {
     GenericUvcCamera* camera = bed().addUvcCamera(UsbLocation(1, {2}, 4), GenericUvcConfig::sonix());
     ASSERT_NE(camera, nullptr);
@@ -98,11 +87,6 @@ TEST_F(UvcCameraTest, Yuy2FramesArriveByteExactAtTheCommittedRate)
     Received r;
     stream(r, UVC_FRAME_FORMAT_YUYV, 640, 480, 30, std::chrono::milliseconds(1000));
     EXPECT_EQ(r.bad, 0);
-    if (kRatesAsserted) {
-        EXPECT_GE(r.frames, 27);
-        EXPECT_LE(r.frames, 34);
-        EXPECT_NEAR(rate(r), 30.0, 1.5);
-    }
     const auto committed = camera->committed();
     ASSERT_TRUE(committed.has_value());
     EXPECT_EQ(committed->width, 640);
@@ -113,9 +97,6 @@ TEST_F(UvcCameraTest, Yuy2FramesArriveByteExactAtTheCommittedRate)
     Received again;
     stream(again, UVC_FRAME_FORMAT_YUYV, 320, 240, 15, std::chrono::milliseconds(700));
     EXPECT_EQ(again.bad, 0);
-    if (kRatesAsserted) {
-        EXPECT_NEAR(rate(again), 15.0, 1.5);
-    }
     ASSERT_FALSE(again.sequences.empty());
     EXPECT_EQ(again.sequences.front(), 0);
     EXPECT_EQ(camera->commits(), 2u);
@@ -127,7 +108,7 @@ TEST_F(UvcCameraTest, MjpegFramesAreJpegsCarryingTheirSequence)
     ASSERT_TRUE(open(0x0C45, 0x636D));
     Received r;
     stream(r, UVC_FRAME_FORMAT_MJPEG, 1280, 720, 15, std::chrono::milliseconds(500));
-    EXPECT_GE(r.frames, kRatesAsserted ? 6 : 1);
+    EXPECT_GE(r.frames, 1);
     EXPECT_EQ(r.bad, 0);
     const auto jpeg = GenericUvcCamera::expectedFrame(UvcPixelFormat::Mjpeg, 1280, 720, 3);
     ASSERT_GT(jpeg.size(), 100u);
@@ -148,10 +129,7 @@ TEST_F(UvcCameraTest, IsochronousStreamingDeliversTheSameFrames)
     Received r;
     stream(r, UVC_FRAME_FORMAT_YUYV, 320, 240, 30, std::chrono::milliseconds(700));
     EXPECT_EQ(r.bad, 0);
-    EXPECT_GE(r.frames, kRatesAsserted ? 15 : 1);
-    if (kRatesAsserted) {
-        EXPECT_NEAR(rate(r), 30.0, 2.0);
-    }
+    EXPECT_GE(r.frames, 1);
     // SET_INTERFACE alt 1 on start, alt 0 on stop.
     int alternates = 0;
     for (const auto& request : camera->device()->controlRecord())
