@@ -82,18 +82,13 @@ TEST(CaptureFactoryTest, OlderOverloadServesFewerProducts)
     EXPECT_EQ(createCaptureInstance(0x0C45, 0x636D, 250, 99), nullptr);
 }
 
-TEST(CaptureFactoryTest, TransportsOfLaterReleasesRefuseToOpen)
+TEST(CaptureFactoryTest, TheNetworkTransportRefusesToOpen)
 {
-    V4L2Camera v4l2(0x2DBB, 0x0300, 1, 2);
     QV_NETWORK_DEV_ATTR netAttrs{};
     NetInput net(netAttrs, 1024);
     orrtest::StdoutCapture out;
-    EXPECT_EQ(v4l2.open(), -1);
     EXPECT_EQ(net.open(), -1);
     const std::string text = out.text();
-    EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "V4L2Camera", "open",
-                                     "the V4L2 transport is not supported by this release"),
-              1);
     EXPECT_EQ(orrtest::countLogLines(text, "ERROR", "NetInput", "open",
                                      "the network transport is not supported by this release"),
               1);
