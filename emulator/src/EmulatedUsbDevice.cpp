@@ -62,6 +62,7 @@ EmulatedUsbDevice::~EmulatedUsbDevice()
         d.timer.stop();
     });
     if (d.handler) d.handler->detach(d.bed.testbed());
+    for (auto& old : d.retired) old->detach(d.bed.testbed());
     d.model->m_device = nullptr;
 }
 
@@ -120,6 +121,16 @@ bool EmulatedUsbDevice::plug()
     deviceFacts.shareHostMemory = d.bed.options().shareHostMemory;
     auto handler = std::make_unique<UsbdevfsHandler>(*d.model, d.control, d.timer, d.statistics, deviceFacts);
     const std::string node = deviceNode();
+    // A handler of an earlier plug-in stays attached until its node is needed again: umockdev
+    // resets the connections of a detached handler, and a host request in flight on one then
+    // aborts the host ("Error communicating with ioctl socket").
+    std::vector<UsbdevfsHandler*> sameNode;
+    {
+        std::lock_guard<std::mutex> lock(d.model->mutex());
+        for (auto& old : d.retired)
+            if (old->deviceNode() == node) sameNode.push_back(old.get());
+    }
+    for (UsbdevfsHandler* old : sameNode) old->detach(d.bed.testbed());
     if (!handler->attach(d.bed.testbed(), node, d.bed.rootDir() + node, d.bed.options().readinessFifo)) {
         umockdev_testbed_remove_device(d.bed.testbed(), d.syspath().c_str());
         return false;
@@ -149,14 +160,8 @@ bool EmulatedUsbDevice::unplug()
     // device sends no uevent of its own.
     umockdev_testbed_uevent(d.bed.testbed(), d.syspath().c_str(), "remove");
     umockdev_testbed_remove_device(d.bed.testbed(), d.syspath().c_str());
-    std::unique_ptr<UsbdevfsHandler> old;
-    {
-        std::lock_guard<std::mutex> lock(d.model->mutex());
-        old = std::move(d.handler);
-    }
-    old->detach(d.bed.testbed());
     std::lock_guard<std::mutex> lock(d.model->mutex());
-    d.retired.push_back(std::move(old));
+    d.retired.push_back(std::move(d.handler));
     return true;
 }
 

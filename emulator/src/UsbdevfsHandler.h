@@ -38,6 +38,7 @@ public:
     bool attach(UMockdevTestbed* testbed, const std::string& deviceNode, const std::string& nodeFile,
                 bool readinessFifo);
     void detach(UMockdevTestbed* testbed);
+    const std::string& deviceNode() const { return m_deviceNode; }
 
     // With the model's mutex held: offer pending URBs to the model, complete what is
     // reapable. `onWorker` allows completing a waiting blocking REAPURB.

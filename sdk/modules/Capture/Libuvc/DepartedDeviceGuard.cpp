@@ -56,32 +56,46 @@ __attribute__((visibility("default"))) int LIBUSB_CALL libusb_set_interface_alt_
     return ret;
 }
 
+namespace {
+thread_local int t_directCalls = 0;
+// libuvc's start refused its first transfer: it then stops a stream none of whose transfers
+// was submitted, and would wait for their completion for ever.
+thread_local bool t_firstSubmissionRefused = false;
+}  // namespace
+
 __attribute__((visibility("default"))) int LIBUSB_CALL libusb_cancel_transfer(libusb_transfer* transfer)
 {
     static const auto own = libusbOwn<int (*)(libusb_transfer*)>("libusb_cancel_transfer");
     const int ret = own != nullptr ? own(transfer) : LIBUSB_ERROR_NOT_SUPPORTED;
+    // Never submitted: libuvc frees it at once on any answer but "not found".
+    if (ret == LIBUSB_ERROR_NOT_FOUND && t_directCalls > 0 && t_firstSubmissionRefused &&
+        inLibuvc(__builtin_return_address(0)))
+        return LIBUSB_ERROR_NO_DEVICE;
     // Only libuvc frees the transfer on this answer; other callers keep libusb's.
     if (ret == LIBUSB_ERROR_NO_DEVICE && inLibuvc(__builtin_return_address(0))) return LIBUSB_ERROR_NOT_FOUND;
     return ret;
 }
 
-namespace {
-thread_local int t_directCalls = 0;
+DepartedDeviceGuard::DirectCall::DirectCall()
+{
+    ++t_directCalls;
+    t_firstSubmissionRefused = false;
 }
-
-DepartedDeviceGuard::DirectCall::DirectCall() { ++t_directCalls; }
 DepartedDeviceGuard::DirectCall::~DirectCall() { --t_directCalls; }
 
 __attribute__((visibility("default"))) int LIBUSB_CALL libusb_submit_transfer(libusb_transfer* transfer)
 {
     static const auto own = libusbOwn<int (*)(libusb_transfer*)>("libusb_submit_transfer");
     const int ret = own != nullptr ? own(transfer) : LIBUSB_ERROR_NOT_SUPPORTED;
+    // Submissions on a caller's own thread (open, start) get the answer. libuvc's start stops
+    // at the first refusal; only a refusal of its very first transfer fails the start (later
+    // ones are freed by libuvc and the start succeeds), and then nothing is in flight.
+    if (ret < 0 && t_directCalls > 0) t_firstSubmissionRefused = true;
     // libuvc resubmits from the completion callback and ignores the answer: a transfer refused
     // there (the device has left) would be neither in flight nor freed, and the stream's stop
-    // would wait for it forever. Its callback hears the end instead, as libusb would have said
-    // it, and frees it. Submissions on a caller's own thread (open, start) get the answer.
-    // (The resubmission is a tail call: libuvc is known by the transfer's callback, not by the
-    // return address.)
+    // would wait for it for ever. Its callback hears the end instead, as libusb would have said
+    // it, and frees it. (The resubmission is a tail call: libuvc is known by the transfer's
+    // callback, not by the return address.)
     if (ret < 0 && ret != LIBUSB_ERROR_BUSY && t_directCalls == 0 && transfer != nullptr &&
         transfer->callback != nullptr && inLibuvc(reinterpret_cast<const void*>(transfer->callback))) {
         transfer->status = ret == LIBUSB_ERROR_NO_DEVICE ? LIBUSB_TRANSFER_NO_DEVICE : LIBUSB_TRANSFER_ERROR;

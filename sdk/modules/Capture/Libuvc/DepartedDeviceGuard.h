@@ -10,13 +10,15 @@
 //   frees such a transfer at once, and libusb later completes freed memory (a hang or a crash).
 // - libuvc resubmits a completed transfer from its callback and ignores a refusal: after an
 //   unplug the refused transfer is never completed, and libuvc's stream stop waits for it.
+//   When the device leaves just before a start, libuvc's start fails at its first transfer
+//   and stops a stream none of whose transfers was submitted: that stop would wait too.
 //
 // The library defines these functions itself (DepartedDeviceGuard.cpp, exported by the shared
 // library): the first answers a departed device without touching the mutex, the second tells
 // libuvc to wait for the completion (LIBUSB_ERROR_NOT_FOUND, as for any transfer already
-// completing), the third completes a refused resubmission with the device's end; everything
-// else goes to libusb unchanged. That only helps when the dynamic linker finds our definitions
-// before libusb's.
+// completing, but lets it free transfers a failed start never submitted), the third completes
+// a refused resubmission with the device's end; everything else goes to libusb unchanged.
+// That only helps when the dynamic linker finds our definitions before libusb's.
 #pragma once
 
 #include <libusb.h>
