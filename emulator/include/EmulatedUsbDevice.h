@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -54,6 +55,11 @@ public:
     // Halts an endpoint: its transfers STALL until the host clears the halt.
     void haltEndpoint(uint8_t endpoint);
     UsbdevfsStatistics statistics() const;
+
+    // What lives below the device in sysfs (an interface with its tty or video node):
+    // `added` runs after every plug-in, `leaving` before the device leaves (children go
+    // first, as the kernel removes them). Runs now when the device is plugged in.
+    void addChildHooks(std::function<void()> added, std::function<void()> leaving);
 
     // For models: offer pending transfers to the model again at `when` (thread safe).
     void scheduleService(std::chrono::steady_clock::time_point when);

@@ -24,6 +24,8 @@ class EmulatedFl30c;
 class EmulatedVideoFunction;
 class GenericUvcCamera;
 class PlainUsbDevice;
+class SolenSerialBridge;
+class SolenUsbControl;
 class TestBedCore;
 class UsbDeviceModel;
 struct BulkCameraConfig;
@@ -31,6 +33,8 @@ struct Fl30cConfig;
 struct GenericUvcConfig;
 struct PlainUsbDeviceConfig;
 struct VideoFunctionConfig;
+struct SolenSerialBridgeConfig;
+struct SolenUsbControlConfig;
 
 class UsbTestBed {
 public:
@@ -55,6 +59,10 @@ public:
     // The video function of a camera as uvcvideo presents it (EmulatedVideoFunction.h);
     // its nodes take the next free pair /dev/videoN, /dev/videoN+1.
     EmulatedVideoFunction* addVideoFunction(const UsbLocation& location, const VideoFunctionConfig& config);
+    // The control function of a Solen camera on its bulk pair, or behind the serial
+    // bridge with its tty (ttyUSB0, ttyUSB1, ... in the order added).
+    SolenUsbControl* addSolenControl(const UsbLocation& location, const SolenUsbControlConfig& config);
+    SolenSerialBridge* addSolenBridge(const UsbLocation& location, const SolenSerialBridgeConfig& config);
 
     // The device (or hub) with this sysfs name ("1-1.4", "usb1"); null when none.
     EmulatedUsbDevice* deviceAt(const std::string& sysfsName) const;
@@ -81,6 +89,7 @@ private:
     std::vector<std::string> m_paths;       // device path below /sys of each entry
     std::vector<std::unique_ptr<EmulatedVideoFunction>> m_videoFunctions;  // gone before their devices
     int m_nextVideoMinor = 0;
+    int m_ttys = 0;                         // serial ports handed out
 };
 
 }  // namespace orrindale::emulator

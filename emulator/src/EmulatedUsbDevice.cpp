@@ -43,6 +43,7 @@ public:
     std::unique_ptr<UsbdevfsHandler> handler;              // serves the current plug-in
     std::vector<std::unique_ptr<UsbdevfsHandler>> retired;  // earlier plug-ins: hosts may still hold them
     bool plugged = false;
+    std::vector<std::pair<std::function<void()>, std::function<void()>>> children;  // (added, leaving)
 };
 
 EmulatedUsbDevice::EmulatedUsbDevice(TestBedCore& bed, const UsbLocation& location, std::string sysfsDevicePath,
@@ -141,12 +142,15 @@ bool EmulatedUsbDevice::plug()
     d.plugged = true;
     d.model->pluggedIn();
     WorkerHandoff::publish();
+    for (auto& child : d.children) child.first();
     return true;
 }
 
 bool EmulatedUsbDevice::unplug()
 {
     Impl& d = *m_impl;
+    if (!plugged()) return false;
+    for (auto child = d.children.rbegin(); child != d.children.rend(); ++child) child->second();
     {
         std::lock_guard<std::mutex> lock(d.model->mutex());
         if (!d.plugged) return false;
@@ -185,6 +189,12 @@ bool EmulatedUsbDevice::replug(int address)
         d.location.address = address;
     }
     return plug();
+}
+
+void EmulatedUsbDevice::addChildHooks(std::function<void()> added, std::function<void()> leaving)
+{
+    m_impl->children.emplace_back(std::move(added), std::move(leaving));
+    if (plugged()) m_impl->children.back().first();
 }
 
 std::vector<ControlRecord> EmulatedUsbDevice::controlRecord() const

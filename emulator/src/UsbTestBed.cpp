@@ -14,6 +14,8 @@
 #include "GenericUvcCamera.h"
 #include "HubModel.h"
 #include "PlainUsbDevice.h"
+#include "SolenSerialBridge.h"
+#include "SolenUsbControl.h"
 #include "TestBedCore.h"
 #include "UsbDeviceModel.h"
 #include "VideoFunctionUsbModel.h"
@@ -228,6 +230,23 @@ EmulatedVideoFunction* UsbTestBed::addVideoFunction(const UsbLocation& location,
     m_nextVideoMinor += 2;
     m_videoFunctions.push_back(std::move(function));
     return m_videoFunctions.back().get();
+}
+
+SolenUsbControl* UsbTestBed::addSolenControl(const UsbLocation& location, const SolenUsbControlConfig& config)
+{
+    return addTyped(location, std::make_unique<SolenUsbControl>(config));
+}
+
+SolenSerialBridge* UsbTestBed::addSolenBridge(const UsbLocation& location, const SolenSerialBridgeConfig& config)
+{
+    auto model = std::make_unique<SolenSerialBridge>(config);
+    SolenSerialBridge* bridge = model.get();
+    EmulatedUsbDevice* device = addDevice(location, std::move(model));
+    if (device == nullptr) return nullptr;
+    bridge->attachTty(std::make_unique<EmulatedTty>(*m_core, *device, m_ttys++, [bridge](const uint8_t* data, size_t n) {
+        return bridge->serialInput(data, n);
+    }));
+    return bridge;
 }
 
 }  // namespace orrindale::emulator

@@ -8,6 +8,6 @@ class CameraFl30 : public UnsupportedCamera {
 public:
     CameraFl30(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraFl30")
     {
-        m_command = std::make_unique<SolenCommonCtrl>();
+        m_command = std::make_unique<SolenCommonCtrl>(attr.attr.usbAttrs.vid, attr.attr.usbAttrs.pid, attr.attr.usbAttrs.busnum, attr.attr.usbAttrs.dev);
     }
 };

@@ -8,6 +8,6 @@ class CameraGm80 : public UnsupportedCamera {
 public:
     CameraGm80(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraGm80")
     {
-        m_command = std::make_unique<SolenCommonCtrl>();
+        m_command = std::make_unique<SolenCommonCtrl>(attr.attr.usbAttrs.vid, attr.attr.usbAttrs.pid, attr.attr.usbAttrs.busnum, attr.attr.usbAttrs.dev);
     }
 };

@@ -1,0 +1,46 @@
+// A Solen camera's control function behind the WCH USB serial bridge (vendor 1A86:
+// 5722, 5723 Gm80, 5724 G700): a vendor-class USB device whose serial port is the tty
+// ttyUSB<n>; its SolenFirmware answers the text requests that arrive on that tty, the
+// second piece of a split answer once the host has read the first.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "EmulatedTty.h"
+#include "SolenFirmware.h"
+#include "UsbDeviceModel.h"
+
+namespace orrindale::emulator {
+
+struct SolenSerialBridgeConfig {
+    uint16_t productId = 0x5722;
+    SolenSettings settings;
+};
+
+class SolenSerialBridge : public UsbDeviceModel {
+public:
+    static constexpr uint16_t kVendorId = 0x1A86;
+
+    explicit SolenSerialBridge(const SolenSerialBridgeConfig& config);
+    ~SolenSerialBridge() override;
+
+    std::vector<uint8_t> descriptors() const override { return m_descriptors; }
+    std::string stringDescriptor(uint8_t index) const override;
+    int speedMbps() const override { return 12; }
+
+    SolenFirmware& firmware() { return m_firmware; }
+    // The tty the host talks to; null until the test bed gave the bridge its port.
+    EmulatedTty* tty() const { return m_tty.get(); }
+    void attachTty(std::unique_ptr<EmulatedTty> tty) { m_tty = std::move(tty); }
+    // What the tty's server does with the host's bytes.
+    std::vector<EmulatedTty::Output> serialInput(const uint8_t* data, size_t length);
+
+private:
+    std::vector<uint8_t> m_descriptors;
+    SolenFirmware m_firmware;
+    std::unique_ptr<EmulatedTty> m_tty;  // after the firmware: stopped before it goes
+};
+
+}  // namespace orrindale::emulator
