@@ -1,0 +1,81 @@
+// The checks every QV_Solen_ call on a camera makes before it reaches the camera: null,
+// unknown and closed handles, a camera of another model, and arguments out of range.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "ApiFixture.h"
+#include "qv_camera_sdk_solen.h"
+
+using orrtest::countAnyLogLines;
+using orrtest::countLogLines;
+using orrtest::StdoutCapture;
+
+namespace {
+
+constexpr const char* kSource = "Solen_api_ex";
+
+struct Call {
+    const char* name;
+    std::function<int(void*)> run;
+};
+
+std::vector<Call> everyCall()
+{
+    static char text[16];
+    static unsigned char data[16];
+    static int value;
+    return {
+        {"QV_Solen_GetHimaxVersion", [](void* h) { return QV_Solen_GetHimaxVersion(h, text, 16); }},
+        {"QV_Solen_CustomWrite", [](void* h) { return QV_Solen_CustomWrite(h, data, 16, 1000); }},
+        {"QV_Solen_CustomRead", [](void* h) { return QV_Solen_CustomRead(h, data, 16, 1000); }},
+        {"QV_Solen_SetAeMode", [](void* h) { return QV_Solen_SetAeMode(h, 1); }},
+        {"QV_Solen_GetAeMode", [](void* h) { return QV_Solen_GetAeMode(h, value); }},
+        {"QV_Solen_SetClMode", [](void* h) { return QV_Solen_SetClMode(h, 1); }},
+        {"QV_Solen_GetClMode", [](void* h) { return QV_Solen_GetClMode(h, value); }},
+        {"QV_Solen_SetPwmDuty", [](void* h) { return QV_Solen_SetPwmDuty(h, 50); }},
+        {"QV_Solen_GetPwmDuty", [](void* h) { return QV_Solen_GetPwmDuty(h, value); }},
+        {"QV_Solen_SetLightingTime", [](void* h) { return QV_Solen_SetLightingTime(h, 20); }},
+        {"QV_Solen_GetLightingTime", [](void* h) { return QV_Solen_GetLightingTime(h, value); }},
+        {"QV_Solen_SetSdLevel", [](void* h) { return QV_Solen_SetSdLevel(h, 2); }},
+        {"QV_Solen_GetSdLevel", [](void* h) { return QV_Solen_GetSdLevel(h, value); }},
+        {"QV_Solen_SetTd", [](void* h) { return QV_Solen_SetTd(h, 1); }},
+        {"QV_Solen_GetTd", [](void* h) { return QV_Solen_GetTd(h, value); }},
+        {"QV_Solen_SetTemperatureCompensation", [](void* h) { return QV_Solen_SetTemperatureCompensation(h, true); }},
+    };
+}
+
+class SolenCallChecksTest : public ApiFixture {};
+
+}  // namespace
+
+TEST_F(SolenCallChecksTest, EveryCallChecksTheHandleAndTheModelFirst)
+{
+    apitest::DriverScript& script = newScript();
+    attachAndList({&script});
+    int unknown = 0;
+    for (const Call& call : everyCall()) {
+        SCOPED_TRACE(call.name);
+        StdoutCapture out;
+        EXPECT_EQ(call.run(nullptr), -1);
+        EXPECT_EQ(call.run(&unknown), -1);
+        EXPECT_EQ(call.run(handle(0)), -1);  // listed, not open
+        EXPECT_EQ(countLogLines(out.text(), "ERROR", kSource, call.name, "get camera handle fail."), 3);
+    }
+    ASSERT_EQ(QV_SDK_OpenCamera(handle(0), nullptr), 0);
+    for (const Call& call : everyCall()) {
+        SCOPED_TRACE(call.name);
+        StdoutCapture out;
+        EXPECT_EQ(call.run(handle(0)), -2);
+        const std::string log = out.text();
+        EXPECT_EQ(countLogLines(log, "ERROR", kSource, call.name,
+                                "This camera is not Solen camera and does not support this interface !"),
+                  1);
+        EXPECT_EQ(countAnyLogLines(log), 1);
+    }
+    EXPECT_TRUE(script.ops.empty());  // nothing reached the other camera
+    EXPECT_EQ(QV_Solen_SetUsbDevMatch(true), 0);
+    EXPECT_EQ(QV_Solen_SetUsbDevMatch(false), 0);
+}
