@@ -16,6 +16,7 @@
 #include "SolenSerialBridge.h"
 #include "SolenSerialCtrl.h"
 #include "SolenUsbControl.h"
+#include "UsbCameraList.h"
 
 using namespace orrindale::emulator;
 using orrtest::countLogLines;
@@ -47,6 +48,8 @@ protected:
             firmware = &bridge->firmware();
             usb = bridge->device();
             tty = bridge->tty();
+            // The tty is found through sysfs by the bridge's bus and address.
+            ASSERT_EQ(getTtyNodeByUsbPosition(1, 7), tty->node());
             ctrl = std::make_unique<SolenSerialCtrl>(0x1A86, 0x5722, 1, 7, tty->node());
         }
         ASSERT_EQ(ctrl->init(), 0);

@@ -2,7 +2,10 @@
 
 #include <libusb.h>
 
+#include <dirent.h>
+
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iostream>
@@ -39,6 +42,15 @@ void companionVideoIds(int vid, int pid, int& videoVid, int& videoPid)
         videoVid = 0x0C45;
         videoPid = 0x636B;
     }
+}
+
+// First line of a sysfs file; empty when it cannot be read.
+std::string sysfsLine(const std::string& path)
+{
+    std::ifstream file(path);
+    std::string line;
+    std::getline(file, line);
+    return line;
 }
 
 // The port path up to (not including) its last "."; the whole path when it has none.
@@ -195,4 +207,28 @@ int getDevTtyVidPidByDeviceNode(std::string node, int* vid, int* pid)
     *vid = static_cast<int>(vendor);
     *pid = static_cast<int>(product);
     return 0;
+}
+
+std::string getTtyNodeByUsbPosition(int bus, int address)
+{
+    DIR* ttys = opendir("/sys/class/tty");
+    if (ttys == nullptr) return {};
+    std::string node;
+    while (const dirent* entry = readdir(ttys)) {
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..") continue;
+        // The USB device is the parent of the tty's interface (CDC ACM), or one level up
+        // again (a USB serial driver puts a port device between).
+        const std::string device = "/sys/class/tty/" + name + "/device";
+        for (const char* up : {"/..", "/../.."}) {
+            const std::string busText = sysfsLine(device + up + "/busnum");
+            if (busText.empty()) continue;
+            if (std::atoi(busText.c_str()) == bus && std::atoi(sysfsLine(device + up + "/devnum").c_str()) == address)
+                node = "/dev/" + name;
+            break;
+        }
+        if (!node.empty()) break;
+    }
+    closedir(ttys);
+    return node;
 }

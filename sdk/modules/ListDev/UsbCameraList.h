@@ -37,3 +37,6 @@ std::string getNodeInfo(std::string const& node, std::string key);
 
 // USB identifiers of a serial device node from the tty's sysfs modalias.
 int getDevTtyVidPidByDeviceNode(std::string node, int* vid, int* pid);
+
+// "/dev/<tty>" of the serial port of the USB device at (bus, address); empty when it has none.
+std::string getTtyNodeByUsbPosition(int bus, int address);
