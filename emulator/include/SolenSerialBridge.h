@@ -30,7 +30,9 @@ public:
     std::string stringDescriptor(uint8_t index) const override;
     int speedMbps() const override { return 12; }
 
-    SolenFirmware& firmware() { return m_firmware; }
+    SolenFirmware& firmware() { return *m_firmware; }
+    // Shared with what outlives the device in teardown (the video function's frame source).
+    std::shared_ptr<SolenFirmware> sharedFirmware() const { return m_firmware; }
     // The tty the host talks to; null until the test bed gave the bridge its port.
     EmulatedTty* tty() const { return m_tty.get(); }
     void attachTty(std::unique_ptr<EmulatedTty> tty) { m_tty = std::move(tty); }
@@ -39,7 +41,7 @@ public:
 
 private:
     std::vector<uint8_t> m_descriptors;
-    SolenFirmware m_firmware;
+    std::shared_ptr<SolenFirmware> m_firmware;
     std::unique_ptr<EmulatedTty> m_tty;  // after the firmware: stopped before it goes
 };
 

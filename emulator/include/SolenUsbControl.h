@@ -6,6 +6,7 @@
 #pragma once
 
 #include <deque>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -34,12 +35,14 @@ public:
     int dataTransfer(uint8_t endpoint, uint8_t* buffer, int length) override;
     void unplugged() override;
 
-    SolenFirmware& firmware() { return m_firmware; }
+    SolenFirmware& firmware() { return *m_firmware; }
+    // Shared with what outlives the device in teardown (the video function's frame source).
+    std::shared_ptr<SolenFirmware> sharedFirmware() const { return m_firmware; }
 
 private:
     SolenUsbControlConfig m_config;
     std::vector<uint8_t> m_descriptors;
-    SolenFirmware m_firmware;
+    std::shared_ptr<SolenFirmware> m_firmware;
     std::deque<std::vector<uint8_t>> m_pending;  // answer pieces not yet read
 };
 

@@ -4,7 +4,8 @@
 
 namespace orrindale::emulator {
 
-SolenSerialBridge::SolenSerialBridge(const SolenSerialBridgeConfig& config) : m_firmware(config.settings)
+SolenSerialBridge::SolenSerialBridge(const SolenSerialBridgeConfig& config)
+    : m_firmware(std::make_shared<SolenFirmware>(config.settings))
 {
     UsbDescriptorWriter w;
     UsbDeviceDescriptorFields device;
@@ -34,7 +35,7 @@ std::string SolenSerialBridge::stringDescriptor(uint8_t index) const
 std::vector<EmulatedTty::Output> SolenSerialBridge::serialInput(const uint8_t* data, size_t length)
 {
     std::vector<EmulatedTty::Output> outputs;
-    for (SolenAnswer& answer : m_firmware.receive(data, length))
+    for (SolenAnswer& answer : m_firmware->receive(data, length))
         for (size_t i = 0; i < answer.pieces.size(); ++i)
             outputs.push_back({std::move(answer.pieces[i]), i > 0});
     return outputs;

@@ -8,7 +8,7 @@
 namespace orrindale::emulator {
 
 SolenUsbControl::SolenUsbControl(const SolenUsbControlConfig& config)
-    : m_config(config), m_firmware(config.settings)
+    : m_config(config), m_firmware(std::make_shared<SolenFirmware>(config.settings))
 {
     UsbDescriptorWriter w;
     UsbDeviceDescriptorFields device;
@@ -43,7 +43,7 @@ std::string SolenUsbControl::stringDescriptor(uint8_t index) const
 int SolenUsbControl::dataTransfer(uint8_t endpoint, uint8_t* buffer, int length)
 {
     if (endpoint == kOutEndpoint) {
-        for (SolenAnswer& answer : m_firmware.receive(buffer, size_t(length)))
+        for (SolenAnswer& answer : m_firmware->receive(buffer, size_t(length)))
             for (auto& piece : answer.pieces) m_pending.push_back(std::move(piece));
         if (!m_pending.empty()) requestService();  // an IN transfer may already wait
         return length;

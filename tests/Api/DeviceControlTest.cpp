@@ -478,7 +478,7 @@ TEST_F(ApiFixture, ModelSpecificCallsRefuseOtherModelsAndReportTheDriversAnswer)
     EXPECT_EQ(countLogLines(text, "ERROR", kSource, "QV_SDK_GetOriginalCamParameter",
                             "not support to get original camera param."),
               1);
-    EXPECT_EQ(countLogLines(text, "ERROR", "SolenCommonCtrl", "getOriCamParam", "not support to getOriCamParam"), 1);
+    EXPECT_EQ(countLogLines(text, "ERROR", "SolenCommonCtrl", "getPA", "response error -1"), 1);  // nothing to ask
     EXPECT_EQ(countLogLines(text, "ERROR", kSource, "QV_SDK_GetOriginalCamParameter", "get original camera param fail."),
               1);
 }

@@ -96,14 +96,14 @@ TEST_F(QvCameraAccess, ACameraInUseByAnotherProgramIsReportedAsBusy)
 
 TEST_F(QvCameraAccess, AModelThisReleaseDoesNotStreamIsListedButNotOpened)
 {
-    PlainUsbDeviceConfig g700;
-    g700.vendorId = 0x3482;
-    g700.productId = 0x5724;
-    ASSERT_NE(bed().addPlainDevice(UsbLocation(2, {3}, 7), g700), nullptr);
+    PlainUsbDeviceConfig zenta;
+    zenta.vendorId = 0x3482;
+    zenta.productId = 0x6789;
+    ASSERT_NE(bed().addPlainDevice(UsbLocation(2, {3}, 7), zenta), nullptr);
 
     const Outcome list = runQv({"list", "--quiet"});
     EXPECT_EQ(list.status, 0) << list.both();
-    for (const char* line : {"model            G700 (CAMERA_MODEL_G700 = 2)", "USB id           3482:5724",
+    for (const char* line : {"model            Zenta RGB-D (CAMERA_MODEL_ZENTA = 11)", "USB id           3482:6789",
                              "bus / address    2 / 7", "port / path      3 / 3",
                              "not opened       this camera model is not supported by this release"})
         EXPECT_TRUE(contains(list.out, line)) << line << "\n" << list.out;
@@ -113,7 +113,7 @@ TEST_F(QvCameraAccess, AModelThisReleaseDoesNotStreamIsListedButNotOpened)
     EXPECT_TRUE(contains(info.err, "qv info: camera 0: this camera model is not supported by this release")) << info.both();
     const Outcome gain = runQv({"set", "gain", "5", "--quiet"});
     EXPECT_EQ(gain.status, 1);
-    EXPECT_TRUE(contains(gain.err, "qv set: camera 0 is a G700; these settings belong to the Fl30c")) << gain.both();
+    EXPECT_TRUE(contains(gain.err, "qv set: camera 0 is a Zenta RGB-D; these settings belong to the Fl30c")) << gain.both();
 }
 
 

@@ -12,7 +12,6 @@
 #include <memory>
 
 #include "Logger.h"
-#include "NetCameraList.h"
 #include "UsbAttrBuilder.h"
 
 namespace {
@@ -69,14 +68,6 @@ std::string shellQuoted(std::string const& text)
 }
 
 }  // namespace
-
-int getCameraAtrrsList(std::vector<usb_id> const& ids, std::vector<QV_CAM_ATTR>& out)
-{
-    std::lock_guard<std::mutex> lock(enum_lock);
-    const int usb = getUsbCameraAttrsListLinux(ids, out);
-    const int net = getNetCameraAttrsList(out);
-    return usb | net;
-}
 
 int getUsbCameraAttrsListLinux(std::vector<usb_id> const& ids, std::vector<QV_CAM_ATTR>& out)
 {
@@ -209,6 +200,20 @@ int getDevTtyVidPidByDeviceNode(std::string node, int* vid, int* pid)
     return 0;
 }
 
+namespace {
+
+// The USB device directory of a tty: the parent of its interface (CDC ACM), or one level
+// up again (a USB serial driver puts a port device between); empty when neither is one.
+std::string ttyUsbDevice(const std::string& name)
+{
+    const std::string device = "/sys/class/tty/" + name + "/device";
+    for (const char* up : {"/..", "/../.."})
+        if (!sysfsLine(device + up + "/busnum").empty()) return device + up;
+    return {};
+}
+
+}  // namespace
+
 std::string getTtyNodeByUsbPosition(int bus, int address)
 {
     DIR* ttys = opendir("/sys/class/tty");
@@ -217,18 +222,25 @@ std::string getTtyNodeByUsbPosition(int bus, int address)
     while (const dirent* entry = readdir(ttys)) {
         const std::string name = entry->d_name;
         if (name == "." || name == "..") continue;
-        // The USB device is the parent of the tty's interface (CDC ACM), or one level up
-        // again (a USB serial driver puts a port device between).
-        const std::string device = "/sys/class/tty/" + name + "/device";
-        for (const char* up : {"/..", "/../.."}) {
-            const std::string busText = sysfsLine(device + up + "/busnum");
-            if (busText.empty()) continue;
-            if (std::atoi(busText.c_str()) == bus && std::atoi(sysfsLine(device + up + "/devnum").c_str()) == address)
-                node = "/dev/" + name;
+        const std::string usb = ttyUsbDevice(name);
+        if (!usb.empty() && std::atoi(sysfsLine(usb + "/busnum").c_str()) == bus &&
+            std::atoi(sysfsLine(usb + "/devnum").c_str()) == address) {
+            node = "/dev/" + name;
             break;
         }
-        if (!node.empty()) break;
     }
     closedir(ttys);
     return node;
+}
+
+int getUsbPositionOfTty(std::string const& node, int& bus, int& address)
+{
+    const std::string usb = ttyUsbDevice(node.substr(node.rfind('/') + 1));
+    if (usb.empty()) {
+        QV_LOGE(node, " belongs to no USB device");
+        return -1;
+    }
+    bus = std::atoi(sysfsLine(usb + "/busnum").c_str());
+    address = std::atoi(sysfsLine(usb + "/devnum").c_str());
+    return 0;
 }

@@ -40,3 +40,5 @@ int getDevTtyVidPidByDeviceNode(std::string node, int* vid, int* pid);
 
 // "/dev/<tty>" of the serial port of the USB device at (bus, address); empty when it has none.
 std::string getTtyNodeByUsbPosition(int bus, int address);
+// Bus number and address of the USB device a tty ("/dev/ttyUSB0") belongs to; 0, or -1.
+int getUsbPositionOfTty(std::string const& node, int& bus, int& address);

@@ -19,8 +19,9 @@ CAM_Parameter SolenPaBlock::parameterAt(int imageWidth, int imageHeight) const
     CAM_Parameter p{};
     p.depthFx = fx * sx;
     p.depthFy = fy * sy;
-    p.depthCx = cx * sx;
-    p.depthCy = cy * sy;
+    // Pixel centres stay aligned: c' = (c + 0.5) s - 0.5.
+    p.depthCx = (cx + 0.5f) * sx - 0.5f;
+    p.depthCy = (cy + 0.5f) * sy - 0.5f;
     p.rgbFx = p.depthFx;
     p.rgbFy = p.depthFy;
     p.rgbCx = p.depthCx;

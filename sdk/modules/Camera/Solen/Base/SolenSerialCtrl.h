@@ -24,6 +24,8 @@ public:
     void discardStaleInput() override;
 
     const std::string& devNode() const { return m_devNode; }
+    // The tty to open at the next init (a bridge's tty is found when the camera opens).
+    void setDevNode(const std::string& node) { m_devNode = node; }
 
 private:
     void closeTty();

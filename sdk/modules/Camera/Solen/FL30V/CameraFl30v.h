@@ -1,13 +1,9 @@
 // Fl30v camera of the Solen family (USB 0x3482:0x5725).
 #pragma once
 
-#include "SolenCommonCtrl.h"
-#include "UnsupportedCamera.h"
+#include "CameraSolen.h"
 
-class CameraFl30v : public UnsupportedCamera {
+class CameraFl30v : public CameraSolen {
 public:
-    CameraFl30v(const QV_CAM_ATTR& attr, void* handle) : UnsupportedCamera(attr, handle, "CameraFl30v")
-    {
-        m_command = std::make_unique<SolenCommonCtrl>(attr.attr.usbAttrs.vid, attr.attr.usbAttrs.pid, attr.attr.usbAttrs.busnum, attr.attr.usbAttrs.dev);
-    }
+    CameraFl30v(const QV_CAM_ATTR& attr, void* handle) : CameraSolen(attr, handle, {"CameraFl30v", "QV_CAM_FL30V"}) {}
 };
