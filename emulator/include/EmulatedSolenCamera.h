@@ -5,8 +5,10 @@
 // the known room at 640 x 400 or 320 x 200 (twice the height for depth and infrared), 5 to
 // 30 fps.
 //
-//   EmulatedSolenCamera* gm80 = bed().addSolenCamera(UsbLocation(1, {2}), SolenCameraConfig());
+//   auto gm80 = EmulatedSolenCamera::add(bed(), UsbLocation(1, {2}), SolenCameraConfig());
 //   gm80->firmware().requests();  gm80->expectedDepth(640, 400);  gm80->unplug();
+//
+// The camera is a view of devices the test bed owns: it goes before the test bed.
 #pragma once
 
 #include <memory>
@@ -23,6 +25,7 @@ class EmulatedUsbDevice;
 class EmulatedVideoFunction;
 class UsbTestBed;
 struct UsbLocation;
+struct VideoFunctionConfig;
 
 enum class SolenModel { Gm80, G700, Fl30, Fl30v };
 
@@ -35,14 +38,14 @@ struct SolenCameraConfig {
 
 class EmulatedSolenCamera {
 public:
-    // Made by UsbTestBed::addSolenCamera once both functions are in place.
+    // A hub at `hub`'s port path, the control function on its port 1, the video function on
+    // its port 2. Null, with a log line, when a function cannot be added or the bridge does
+    // not carry the model.
+    static std::unique_ptr<EmulatedSolenCamera> add(UsbTestBed& bed, const UsbLocation& hub,
+                                                    const SolenCameraConfig& config);
+
     EmulatedSolenCamera(SolenModel model, std::shared_ptr<SolenFirmware> firmware, EmulatedUsbDevice& control,
                         EmulatedTty* tty, EmulatedVideoFunction& video);
-
-    // What the control function's USB identity and video function are for a configuration
-    // (false for a model the bridge does not carry).
-    static bool identities(const SolenCameraConfig& config, uint16_t& controlVendor, uint16_t& controlProduct,
-                           uint16_t& videoVendor, uint16_t& videoProduct);
 
     SolenModel model() const { return m_model; }
     SolenFirmware& firmware() const { return *m_firmware; }
@@ -60,6 +63,11 @@ public:
     bool replug();
 
 private:
+    // The control function's USB identity and the video function's for a configuration
+    // (false for a model the bridge does not carry).
+    static bool identities(const SolenCameraConfig& config, uint16_t& controlVendor, uint16_t& controlProduct,
+                           uint16_t& videoVendor, uint16_t& videoProduct);
+
     SolenModel m_model;
     std::shared_ptr<SolenFirmware> m_firmware;
     EmulatedUsbDevice& m_control;

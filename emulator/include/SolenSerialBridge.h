@@ -24,7 +24,6 @@ public:
     static constexpr uint16_t kVendorId = 0x1A86;
 
     explicit SolenSerialBridge(const SolenSerialBridgeConfig& config);
-    ~SolenSerialBridge() override;
 
     std::vector<uint8_t> descriptors() const override { return m_descriptors; }
     std::string stringDescriptor(uint8_t index) const override;
@@ -33,16 +32,16 @@ public:
     SolenFirmware& firmware() { return *m_firmware; }
     // Shared with what outlives the device in teardown (the video function's frame source).
     std::shared_ptr<SolenFirmware> sharedFirmware() const { return m_firmware; }
-    // The tty the host talks to; null until the test bed gave the bridge its port.
-    EmulatedTty* tty() const { return m_tty.get(); }
-    void attachTty(std::unique_ptr<EmulatedTty> tty) { m_tty = std::move(tty); }
+    // The tty the host talks to (the test bed's); null until the test bed gave the bridge its port.
+    EmulatedTty* tty() const { return m_tty; }
+    void attachTty(EmulatedTty* tty) { m_tty = tty; }
     // What the tty's server does with the host's bytes.
     std::vector<EmulatedTty::Output> serialInput(const uint8_t* data, size_t length);
 
 private:
     std::vector<uint8_t> m_descriptors;
     std::shared_ptr<SolenFirmware> m_firmware;
-    std::unique_ptr<EmulatedTty> m_tty;  // after the firmware: stopped before it goes
+    EmulatedTty* m_tty = nullptr;
 };
 
 }  // namespace orrindale::emulator

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "EmulatedTty.h"
 #include "EmulatedUsbDevice.h"
 #include "TestBedOptions.h"
 #include "UsbLocation.h"
@@ -63,6 +64,9 @@ public:
     // bridge with its tty (ttyUSB0, ttyUSB1, ... in the order added).
     SolenUsbControl* addSolenControl(const UsbLocation& location, const SolenUsbControlConfig& config);
     SolenSerialBridge* addSolenBridge(const UsbLocation& location, const SolenSerialBridgeConfig& config);
+    // A serial port of `device` (its interface and tty ttyUSB<n>, n in the order added),
+    // served by `input`; it lives as long as the test bed and goes before the devices.
+    EmulatedTty* addSerialPort(EmulatedUsbDevice& device, EmulatedTty::Input input);
 
     // The device (or hub) with this sysfs name ("1-1.4", "usb1"); null when none.
     EmulatedUsbDevice* deviceAt(const std::string& sysfsName) const;
@@ -89,7 +93,7 @@ private:
     std::vector<std::string> m_paths;       // device path below /sys of each entry
     std::vector<std::unique_ptr<EmulatedVideoFunction>> m_videoFunctions;  // gone before their devices
     int m_nextVideoMinor = 0;
-    int m_ttys = 0;                         // serial ports handed out
+    std::vector<std::unique_ptr<EmulatedTty>> m_ttys;  // destroyed before the devices they serve
 };
 
 }  // namespace orrindale::emulator

@@ -25,8 +25,6 @@ SolenSerialBridge::SolenSerialBridge(const SolenSerialBridgeConfig& config)
     m_descriptors = w.bytes();
 }
 
-SolenSerialBridge::~SolenSerialBridge() = default;
-
 std::string SolenSerialBridge::stringDescriptor(uint8_t index) const
 {
     return index == 2 ? "USB Serial" : std::string();

@@ -69,6 +69,7 @@ UsbTestBed::UsbTestBed(std::unique_ptr<TestBedCore> core) : m_core(std::move(cor
 UsbTestBed::~UsbTestBed()
 {
     m_videoFunctions.clear();
+    m_ttys.clear();
     // Children before their hubs.
     while (!m_devices.empty()) m_devices.pop_back();
     m_core.reset();
@@ -243,10 +244,15 @@ SolenSerialBridge* UsbTestBed::addSolenBridge(const UsbLocation& location, const
     SolenSerialBridge* bridge = model.get();
     EmulatedUsbDevice* device = addDevice(location, std::move(model));
     if (device == nullptr) return nullptr;
-    bridge->attachTty(std::make_unique<EmulatedTty>(*m_core, *device, m_ttys++, [bridge](const uint8_t* data, size_t n) {
-        return bridge->serialInput(data, n);
-    }));
+    bridge->attachTty(addSerialPort(*device, [bridge](const uint8_t* data, size_t n) { return bridge->serialInput(data, n); }));
     return bridge;
+}
+
+EmulatedTty* UsbTestBed::addSerialPort(EmulatedUsbDevice& device, EmulatedTty::Input input)
+{
+    const int index = int(m_ttys.size());
+    m_ttys.push_back(std::make_unique<EmulatedTty>(*m_core, device, index, std::move(input)));
+    return m_ttys.back().get();
 }
 
 }  // namespace orrindale::emulator

@@ -1,9 +1,12 @@
 #include <cstring>
+#include <string>
+#include <vector>
 #include <list>
 
 #include "EmulatedDeviceTest.h"
 #include "LogCapture.h"
 #include "PlainUsbDevice.h"
+#include "SolenSerialBridge.h"
 #include "qv_camera_sdk_api.h"
 
 using namespace orrindale::emulator;
@@ -89,4 +92,41 @@ TEST_F(CameraListEmulatedTest, NothingAttachedIsAnEmptyList)
     EXPECT_EQ(QV_SDK_GetCameraList(list), 0);
     EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "qv_camera_sdk_api", "QV_SDK_GetCameraList", "No device found !"),
               1);
+}
+
+// A camera behind the serial bridge is one USB attachment; a tty whose USB identity only
+// serial attachments have (the E7's) is a serial attachment named by its node, which
+// this release lists but does not open; a tty of any other device is no camera.
+TEST_F(CameraListEmulatedTest, SerialAttachmentsAreTheTtysOfSerialOnlyIdentities)
+{
+    SolenSerialBridgeConfig bridge;
+    ASSERT_NE(bed().addSolenBridge(UsbLocation(1, {1}, 4), bridge), nullptr);
+    auto ttyOf = [&](uint16_t vid, uint16_t pid, int port) {
+        PlainUsbDeviceConfig device;
+        device.vendorId = vid;
+        device.productId = pid;
+        PlainUsbDevice* plain = bed().addPlainDevice(UsbLocation(1, {port}), device);
+        return plain ? bed().addSerialPort(*plain->device(), [](const uint8_t*, size_t) {
+            return std::vector<EmulatedTty::Output>();
+        }) : nullptr;
+    };
+    ASSERT_NE(ttyOf(0x1234, 0x0001, 2), nullptr);
+    EmulatedTty* e7 = ttyOf(0x2207, 0x0016, 3);
+    ASSERT_NE(e7, nullptr);
+
+    ASSERT_EQ(QV_SDK_GetCameraList(list), 2);
+    QV_CAM_ATTR usb, serial;
+    ASSERT_EQ(QV_SDK_GetCameraAttrs(list.front(), usb), 0);
+    ASSERT_EQ(QV_SDK_GetCameraAttrs(list.back(), serial), 0);
+    EXPECT_EQ(usb.type, QV_CAM_ATTR_USB);
+    EXPECT_EQ(usb.attr.usbAttrs.vid, 0x1A86u);
+    EXPECT_EQ(usb.attr.usbAttrs.dev, 4);
+    EXPECT_EQ(serial.type, QV_CAM_ATTR_SERIAL);
+    EXPECT_EQ(serial.attr.serialAttrs.vid, 0x2207u);
+    EXPECT_EQ(serial.attr.serialAttrs.pid, 0x0016u);
+    EXPECT_EQ(std::string(serial.attr.serialAttrs.devNode), e7->node());
+    CAMERA_MODEL_E model = CAMERA_MODEL_UNKNOWN;
+    EXPECT_EQ(QV_SDK_GetCameraModel(list.back(), model), 0);
+    EXPECT_EQ(model, CAMERA_MODEL_E7);
+    EXPECT_EQ(QV_SDK_OpenCamera(list.back(), nullptr), -2);
 }

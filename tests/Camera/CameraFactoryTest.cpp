@@ -7,6 +7,7 @@
 #include "CameraE7.h"
 #include "CameraFactory.h"
 #include "CameraFl30.h"
+#include "SerialCameraList.h"
 #include "CameraFl30c.h"
 #include "CameraFl30cn.h"
 #include "CameraFl30v.h"
@@ -131,6 +132,11 @@ TEST(CameraFactoryTest, SupportedIdsCoverEveryUsbRow)
     orrtest::StdoutCapture quiet;
     for (const usb_id& id : ids)
         EXPECT_NE(driverOf(usb(QV_CAM_ATTR_USB, static_cast<uint32_t>(id.vid), static_cast<uint32_t>(id.pid))), "none");
+    // What serial enumeration lists has a driver as a serial attachment only.
+    for (const usb_id& id : serialOnlyIds()) {
+        EXPECT_NE(driverOf(usb(QV_CAM_ATTR_SERIAL, static_cast<uint32_t>(id.vid), static_cast<uint32_t>(id.pid))), "none");
+        EXPECT_EQ(driverOf(usb(QV_CAM_ATTR_USB, static_cast<uint32_t>(id.vid), static_cast<uint32_t>(id.pid))), "none");
+    }
 }
 
 TEST(CameraFactoryTest, DriversOfLaterReleasesNameThemselves)
