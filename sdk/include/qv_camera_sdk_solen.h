@@ -38,5 +38,8 @@ QV_SDK_API int QV_Solen_GetSdLevel(void* handle, int& level);
 QV_SDK_API int QV_Solen_SetTd(void* handle, int value);  // temporal denoise of the depth processor
 QV_SDK_API int QV_Solen_GetTd(void* handle, int& value);
 QV_SDK_API int QV_Solen_SetTemperatureCompensation(void* handle, bool enable);
+// 5, 10, 15, 20, 25 or 30: the rate the camera runs at until a stream starts with the rate
+// of its stream parameters (QV_SDK_SetStreamParam).
+QV_SDK_API int QV_Solen_SetFrameRate(void* handle, int fps);
 
 #endif

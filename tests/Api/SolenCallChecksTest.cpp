@@ -44,6 +44,7 @@ std::vector<Call> everyCall()
         {"QV_Solen_SetTd", [](void* h) { return QV_Solen_SetTd(h, 1); }},
         {"QV_Solen_GetTd", [](void* h) { return QV_Solen_GetTd(h, value); }},
         {"QV_Solen_SetTemperatureCompensation", [](void* h) { return QV_Solen_SetTemperatureCompensation(h, true); }},
+        {"QV_Solen_SetFrameRate", [](void* h) { return QV_Solen_SetFrameRate(h, 15); }},
     };
 }
 

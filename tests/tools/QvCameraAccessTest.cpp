@@ -113,7 +113,7 @@ TEST_F(QvCameraAccess, AModelThisReleaseDoesNotStreamIsListedButNotOpened)
     EXPECT_TRUE(contains(info.err, "qv info: camera 0: this camera model is not supported by this release")) << info.both();
     const Outcome gain = runQv({"set", "gain", "5", "--quiet"});
     EXPECT_EQ(gain.status, 1);
-    EXPECT_TRUE(contains(gain.err, "qv set: camera 0 is a Zenta RGB-D; these settings belong to the Fl30c")) << gain.both();
+    EXPECT_TRUE(contains(gain.err, "qv set: camera 0 is a Zenta RGB-D; these settings belong to the Fl30c and the Solen cameras")) << gain.both();
 }
 
 

@@ -122,7 +122,7 @@ TEST(QvUsage, SettingValuesOutsideTheirRangesAreRefused)
         {{"set", "sd", "300"}, "from 0 to 255"},
         {{"set", "td", "-2"}, "from 0 to 255"},
         {{"set", "tdc", "2"}, "tdc (temperature-drift compensation) must be 0 or 1"},
-        {{"set", "fps", "20"}, "fps must be 10, 15, 25 or 30, not \"20\""},
+        {{"set", "fps", "12"}, "fps must be 10, 15, 25 or 30 (Fl30c) or 5, 10, 15, 20, 25 or 30 (Solen), not \"12\""},
         {{"set", "serial", "FL30C 0001"}, "a serial number is 1 to 63 printable characters without blanks"},
         {{"set", "serial", std::string(64, 'S')}, "a serial number is 1 to 63 printable characters"},
     };

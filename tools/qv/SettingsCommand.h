@@ -1,4 +1,5 @@
-// qv set NAME VALUE / qv get NAME: the Fl30c's settings, ranges checked before sending.
+// qv set NAME VALUE / qv get NAME: the settings of the Fl30c and of the Solen cameras,
+// values checked before anything is sent.
 #pragma once
 
 #include <string>

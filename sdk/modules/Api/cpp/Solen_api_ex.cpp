@@ -117,3 +117,15 @@ int QV_Solen_SetTemperatureCompensation(void* handle, bool enable)
     return withSolen(handle, QV_CALL_SITE,
                      [&](SolenCommonCtrl& solen) { return solen.setTemperatureCompensation(enable); });
 }
+
+int QV_Solen_SetFrameRate(void* handle, int fps)
+{
+    const CallSite site = QV_CALL_SITE;
+    return withSolen(handle, site, [&](SolenCommonCtrl& solen) -> int {
+        if (fps != 5 && fps != 10 && fps != 15 && fps != 20 && fps != 25 && fps != 30) {
+            logAt("ERROR", site, "frame rate ", fps, " not one of 5, 10, 15, 20, 25, 30");
+            return -1;
+        }
+        return solen.setFps(static_cast<SOLEN_FPS_TYPE_E>(fps));
+    });
+}
