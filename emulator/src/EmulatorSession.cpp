@@ -6,6 +6,8 @@
 
 #include "EmulatedBulkCamera.h"
 #include "EmulatedFl30c.h"
+#include "EmulatedSolenCamera.h"
+#include "EmulatedTty.h"
 #include "EmulatedUsbDevice.h"
 #include "EmulatedVideoFunction.h"
 #include "EmulatorLog.h"
@@ -76,6 +78,28 @@ bool addBulkCamera(EmulatorSession& session, int ordinal, const UsbLocation& loc
     return true;
 }
 
+// A Solen camera: its hub at the session's port, control and video functions behind it.
+template <SolenModel model, bool bridge>
+bool addSolen(EmulatorSession& session, int ordinal, const UsbLocation& location, const EmulatorSessionOptions&)
+{
+    static const char* const kNames[] = {"Gm80", "G700", "Fl30", "Fl30v"};
+    static const char* const kPrefixes[] = {"GM80", "G700", "FL30", "FL30V"};
+    SolenCameraConfig config;
+    config.model = model;
+    config.serialBridge = bridge;
+    char serial[16];
+    std::snprintf(serial, sizeof serial, "%s%04d", kPrefixes[int(model)], ordinal);
+    config.settings.serialNumber = serial;
+    std::shared_ptr<EmulatedSolenCamera> camera = EmulatedSolenCamera::add(session.testBed(), location, config);
+    if (!camera) return false;
+    std::string line = std::string(kNames[int(model)]) + " " + serial + " " + busDeviceText(camera->controlDevice()) +
+                       ", video " + camera->video().captureNode();
+    if (camera->tty() != nullptr) line += ", control " + camera->tty()->node();
+    session.describe(line);
+    session.keep(camera);
+    return true;
+}
+
 bool parseCount(const std::string& text, int& count)
 {
     char* end = nullptr;
@@ -103,6 +127,12 @@ const std::vector<EmulatorSession::Model>& EmulatorSession::models()
         {"halvo", addBulkCamera<BulkCameraConfig::halvo>},
         {"ostrelb", addBulkCamera<BulkCameraConfig::ostrelB>},
         {"virenea", addBulkCamera<BulkCameraConfig::vireneA>},
+        {"gm80", addSolen<SolenModel::Gm80, false>},
+        {"gm80-serial", addSolen<SolenModel::Gm80, true>},
+        {"g700", addSolen<SolenModel::G700, false>},
+        {"g700-serial", addSolen<SolenModel::G700, true>},
+        {"fl30", addSolen<SolenModel::Fl30, false>},
+        {"fl30v", addSolen<SolenModel::Fl30v, false>},
     };
     return table;
 }

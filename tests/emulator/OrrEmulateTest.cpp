@@ -67,7 +67,8 @@ TEST(OrrEmulate, SessionOptionsAreChecked)
     EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,9,fl30c,8").has_value());
     EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,17").has_value());
     EXPECT_FALSE(EmulatorSessionOptions::parse("fl30c,2x").has_value());
-    EXPECT_FALSE(EmulatorSessionOptions::parse("gm80,1").has_value());
+    EXPECT_FALSE(EmulatorSessionOptions::parse("zx81,1").has_value());
+    EXPECT_EQ(EmulatorSessionOptions::parse("fl30c,gm80,2,gm80-serial")->cameraCount(), 4);
 }
 
 }  // namespace

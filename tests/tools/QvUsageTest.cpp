@@ -133,7 +133,7 @@ TEST(QvUsage, EmulationNeedsAKnownCameraAndCount)
 {
     expectUsageError({{"list", "--emulate"}, "--emulate needs a value such as fl30c or fl30c,2"}, "");
     expectUsageError({{"list", "--emulate", "fl30c,0"}, "--emulate takes models with optional counts such as fl30c or fl30c,2 (at most 16 cameras"}, "");
-    expectUsageError({{"list", "--emulate=gm80"}, "not \"gm80\""}, "");
+    expectUsageError({{"list", "--emulate=zx81"}, "not \"zx81\""}, "");
 }
 
 }  // namespace

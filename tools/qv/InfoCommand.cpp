@@ -9,6 +9,7 @@
 #include "Console.h"
 #include "qv_camera_sdk_api.h"
 #include "qv_camera_sdk_fl30c.h"
+#include "qv_camera_sdk_solen.h"
 
 namespace qv {
 
@@ -33,9 +34,11 @@ void printModes(FILE* out, const char* name, void* handle, MEDIA_TYPE_E type)
     std::fprintf(out, " fps\n");
 }
 
-// The calibration travels with the frames: stream until the first one arrives.
-bool readCalibration(void* handle, CAM_Parameter& p)
+// The Fl30c's calibration travels with the frames: stream until the first one arrives.
+// Other cameras tell it once opened.
+bool readCalibration(void* handle, CAMERA_MODEL_E model, CAM_Parameter& p)
 {
+    if (model != CAMERA_MODEL_FL30C) return QV_SDK_GetCamParameter(handle, &p) == 0;
     std::atomic<int> frames{0};
     STREAM_CALLBACK_S callback{[](void*, const CAM_DATA*, void* user) { ++*static_cast<std::atomic<int>*>(user); },
                                &frames};
@@ -78,7 +81,10 @@ int InfoCommand::run(const std::vector<std::string>& args)
     std::string firmware;
     if (QV_SDK_GetFwVersion(c.handle, firmware) == 0) std::fprintf(out, "  firmware         %s\n", firmware.c_str());
     char himax[128] = {};
-    if (c.model == CAMERA_MODEL_FL30C && QV_FL30C_GetHimaxVersion(c.handle, himax, 127) == 0)
+    const bool solen = c.model == CAMERA_MODEL_GM80 || c.model == CAMERA_MODEL_G700 || c.model == CAMERA_MODEL_FL30 ||
+                       c.model == CAMERA_MODEL_FL30V;
+    if ((c.model == CAMERA_MODEL_FL30C && QV_FL30C_GetHimaxVersion(c.handle, himax, 127) == 0) ||
+        (solen && QV_Solen_GetHimaxVersion(c.handle, himax, 127) == 0))
         std::fprintf(out, "  depth processor  %s\n", himax);
 
     printModes(out, "depth", c.handle, MEDIA_TYPE_DEPTH);
@@ -96,7 +102,7 @@ int InfoCommand::run(const std::vector<std::string>& args)
                          current[i].fps);
     }
     CAM_Parameter p{};
-    if (readCalibration(c.handle, p)) {
+    if (readCalibration(c.handle, c.model, p)) {
         std::fprintf(out, "  depth intrinsics fx %.3f  fy %.3f  cx %.3f  cy %.3f\n", p.depthFx, p.depthFy, p.depthCx,
                      p.depthCy);
         std::fprintf(out, "  color intrinsics fx %.3f  fy %.3f  cx %.3f  cy %.3f\n", p.rgbFx, p.rgbFy, p.rgbCx,
@@ -107,7 +113,7 @@ int InfoCommand::run(const std::vector<std::string>& args)
         std::fprintf(out, "  translation      %.3f %.3f %.3f mm (depth to color)\n", p.translation[0], p.translation[1],
                      p.translation[2]);
     } else {
-        std::fprintf(out, "  calibration      (no frame arrived to carry it)\n");
+        std::fprintf(out, "  calibration      (none: no frame arrived to carry it, or the camera has none)\n");
     }
     if (c.model == CAMERA_MODEL_FL30C) {
         const char* sensors[3] = {"depth processor", "projector", "image sensor"};

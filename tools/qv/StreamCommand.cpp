@@ -195,7 +195,7 @@ bool parseSettings(const Options& o, Settings& s, std::string& error)
         error = "choose --streams or --mask, not both";
         return false;
     }
-    s.mask = QV_MEDIA_DEPTH | QV_MEDIA_RGB | QV_MEDIA_POINTCLOUD;
+    s.mask = 0;  // each camera's own default set
     if (o.has("streams") && (!parseStreams(o.get("streams"), s.mask, error) || s.mask == 0)) {
         if (s.mask == 0) error = "--streams needs at least one of depth, rgb, ir, cloud, mjpeg";
         return false;
@@ -330,8 +330,11 @@ bool startCamera(CameraStream& stream, const Settings& s, std::string& error)
     if (QV_SDK_GetConfigInfo(c.handle, info) == 0) stream.depthAligned = info.depthAligned != 0;
     STREAM_CALLBACK_S callback{&onFrames, &stream};
     QV_SDK_RegisterStreamCallback(c.handle, &callback);
-    stream.mask = s.mask;
-    ret = QV_SDK_StartStream(c.handle, s.mask);
+    // Without --streams or --mask: depth, colour and point cloud, or depth and point cloud
+    // from a camera without colour.
+    const bool colour = c.model == CAMERA_MODEL_FL30C;
+    stream.mask = s.mask != 0 ? s.mask : int(QV_MEDIA_DEPTH | QV_MEDIA_POINTCLOUD) | (colour ? int(QV_MEDIA_RGB) : 0);
+    ret = QV_SDK_StartStream(c.handle, stream.mask);
     if (ret != 0) {
         error = name + ": stream not started (code " + std::to_string(ret) +
                 (ret == -85 ? ": this stream combination is not offered" : ret == -91 ? ": frame rates do not combine" : "") +
