@@ -26,13 +26,14 @@ public:
     };
     using Input = std::function<std::vector<Output>(const uint8_t* data, size_t length)>;
 
-    // The tty ttyUSB<index> below `device` (plugged in and out with it).
-    EmulatedTty(TestBedCore& bed, EmulatedUsbDevice& device, int index, Input input);
+    // A tty below `device`, plugged in and out with it; each plug-in takes the test bed's
+    // next number (ttyUSB0, ttyUSB1, ...).
+    EmulatedTty(TestBedCore& bed, EmulatedUsbDevice& device, Input input);
     ~EmulatedTty();
     EmulatedTty(const EmulatedTty&) = delete;
     EmulatedTty& operator=(const EmulatedTty&) = delete;
 
-    std::string name() const;  // "ttyUSB0"
+    std::string name() const;  // "ttyUSB0" (of the current plug-in)
     std::string node() const;  // "/dev/ttyUSB0"
     // Everything the host's input caused has been written.
     bool idle() const;

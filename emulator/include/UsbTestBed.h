@@ -61,10 +61,10 @@ public:
     // its nodes take the next free pair /dev/videoN, /dev/videoN+1.
     EmulatedVideoFunction* addVideoFunction(const UsbLocation& location, const VideoFunctionConfig& config);
     // The control function of a Solen camera on its bulk pair, or behind the serial
-    // bridge with its tty (ttyUSB0, ttyUSB1, ... in the order added).
+    // bridge with its tty (ttyUSB0, ttyUSB1, ...).
     SolenUsbControl* addSolenControl(const UsbLocation& location, const SolenUsbControlConfig& config);
     SolenSerialBridge* addSolenBridge(const UsbLocation& location, const SolenSerialBridgeConfig& config);
-    // A serial port of `device` (its interface and tty ttyUSB<n>, n in the order added),
+    // A serial port of `device` (its interface and tty ttyUSB<n>, n counting the plug-ins),
     // served by `input`; it lives as long as the test bed and goes before the devices.
     EmulatedTty* addSerialPort(EmulatedUsbDevice& device, EmulatedTty::Input input);
 

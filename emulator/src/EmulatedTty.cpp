@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <poll.h>
+#include <stdlib.h>
 #include <sys/ioctl.h>
 #include <umockdev.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <atomic>
@@ -47,14 +49,18 @@ void closeFd(int& fd)
 
 class EmulatedTty::Impl {
 public:
-    Impl(TestBedCore& bed, EmulatedUsbDevice& device, int index, Input input)
-        : bed(bed), device(device), name("ttyUSB" + std::to_string(index)), index(index), input(std::move(input))
+    Impl(TestBedCore& bed, EmulatedUsbDevice& device, Input input) : bed(bed), device(device), input(std::move(input))
     {
     }
 
     // After each plug-in: the interface and tty records, the terminal and its server.
     void add()
     {
+        const int index = bed.takeTtyIndex();
+        {
+            std::lock_guard<std::mutex> lock(nameMutex);
+            name = "ttyUSB" + std::to_string(index);
+        }
         const std::string devicePath = device.sysfsPath().substr(4);  // without "/sys"
         const std::string sysfsName = devicePath.substr(devicePath.rfind('/') + 1);
         const std::vector<uint8_t> descriptors = device.model().descriptors();
@@ -96,6 +102,8 @@ public:
     // Before the device leaves: the server stops, the line hangs up, the records go.
     void leave()
     {
+        char pts[64] = "";
+        if (master < 0 || ptsname_r(master, pts, sizeof pts) != 0) pts[0] = '\0';
         hangUp();
         // The test bed keeps its master open for good: put an empty pipe in its place, so
         // that the last master closes and the host's end sees the hang-up.
@@ -109,6 +117,12 @@ public:
         if (!ttyPath.empty()) {
             umockdev_testbed_remove_device(bed.testbed(), ("/sys" + ttyPath).c_str());
             umockdev_testbed_remove_device(bed.testbed(), ("/sys" + interfacePath).c_str());
+            // umockdev leaves a terminal's node and its entry in the terminal map behind, and
+            // would refuse to make them again at the next plug-in.
+            ::unlink((bed.rootDir() + "/dev/" + name).c_str());
+            std::string mapped = pts;
+            std::replace(mapped.begin(), mapped.end(), '/', '_');
+            if (!mapped.empty()) ::unlink((bed.rootDir() + "/dev/.ptymap/" + mapped).c_str());
             ttyPath.clear();
         }
     }
@@ -164,8 +178,8 @@ public:
 
     TestBedCore& bed;
     EmulatedUsbDevice& device;
+    mutable std::mutex nameMutex;  // the name changes at a plug-in
     std::string name;
-    int index;
     Input input;
     std::string interfacePath;  // below /sys
     std::string ttyPath;
@@ -177,8 +191,8 @@ public:
     std::atomic<bool> idle{true};
 };
 
-EmulatedTty::EmulatedTty(TestBedCore& bed, EmulatedUsbDevice& device, int index, Input input)
-    : m_impl(std::make_unique<Impl>(bed, device, index, std::move(input)))
+EmulatedTty::EmulatedTty(TestBedCore& bed, EmulatedUsbDevice& device, Input input)
+    : m_impl(std::make_unique<Impl>(bed, device, std::move(input)))
 {
     Impl* impl = m_impl.get();
     device.addChildHooks([impl] { impl->add(); }, [impl] { impl->leave(); });
@@ -186,8 +200,12 @@ EmulatedTty::EmulatedTty(TestBedCore& bed, EmulatedUsbDevice& device, int index,
 
 EmulatedTty::~EmulatedTty() { m_impl->hangUp(); }
 
-std::string EmulatedTty::name() const { return m_impl->name; }
-std::string EmulatedTty::node() const { return "/dev/" + m_impl->name; }
+std::string EmulatedTty::name() const
+{
+    std::lock_guard<std::mutex> lock(m_impl->nameMutex);
+    return m_impl->name;
+}
+std::string EmulatedTty::node() const { return "/dev/" + name(); }
 bool EmulatedTty::idle() const { return m_impl->idle; }
 
 }  // namespace orrindale::emulator

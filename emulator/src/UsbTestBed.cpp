@@ -250,8 +250,7 @@ SolenSerialBridge* UsbTestBed::addSolenBridge(const UsbLocation& location, const
 
 EmulatedTty* UsbTestBed::addSerialPort(EmulatedUsbDevice& device, EmulatedTty::Input input)
 {
-    const int index = int(m_ttys.size());
-    m_ttys.push_back(std::make_unique<EmulatedTty>(*m_core, device, index, std::move(input)));
+    m_ttys.push_back(std::make_unique<EmulatedTty>(*m_core, device, std::move(input)));
     return m_ttys.back().get();
 }
 
