@@ -88,7 +88,8 @@ bool addSolen(EmulatorSession& session, int ordinal, const UsbLocation& location
     config.model = model;
     config.serialBridge = bridge;
     char serial[16];
-    std::snprintf(serial, sizeof serial, "%s%04d", kPrefixes[int(model)], ordinal);
+    // The bridge's rows number their own serials (GM80S0001): one model, two rows.
+    std::snprintf(serial, sizeof serial, "%s%s%04d", kPrefixes[int(model)], bridge ? "S" : "", ordinal);
     config.settings.serialNumber = serial;
     std::shared_ptr<EmulatedSolenCamera> camera = EmulatedSolenCamera::add(session.testBed(), location, config);
     if (!camera) return false;

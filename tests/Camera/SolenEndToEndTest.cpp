@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <list>
@@ -160,12 +161,14 @@ protected:
         }
         return nullptr;
     }
+    // Opens, registers the checker and streams at width x height, 30 fps.
     void* openStreaming(EmulatedSolenCamera& camera, StreamChecker& checker, int mask, const char* config = nullptr)
     {
         void* h = handleOf(camera);
         STREAM_CALLBACK_S callback{&StreamChecker::on, &checker};
+        const STREAM_PARAM_S mode{uint32_t(checker.width), uint32_t(checker.height), 30};
         if (h == nullptr || QV_SDK_OpenCamera(h, config) != 0 || QV_SDK_RegisterStreamCallback(h, &callback) != 0 ||
-            QV_SDK_StartStream(h, mask) != 0)
+            QV_SDK_SetStreamParam(h, MEDIA_TYPE_DEPTH, &mode) != 0 || QV_SDK_StartStream(h, mask) != 0)
             return nullptr;
         return h;
     }
@@ -216,7 +219,7 @@ TEST_F(SolenEndToEndTest, TwoCamerasOnBothLinesStreamTheSceneAtOnce)
         expectScene(checkers[i]);
         // The stream's rate and type went to the camera before it started.
         const std::vector<std::string> requests = both[i]->firmware().requests();
-        EXPECT_NE(std::find(requests.begin(), requests.end(), wire("ARG WRITE:F=15")), requests.end());
+        EXPECT_NE(std::find(requests.begin(), requests.end(), wire("ARG WRITE:F=30")), requests.end());
         EXPECT_NE(std::find(requests.begin(), requests.end(), wire("ARG WRITE:S=0")), requests.end());
     }
 }
@@ -282,7 +285,8 @@ TEST_F(SolenEndToEndTest, ConfigurationFileAppliesAtOpen)
 {
     EmulatedSolenCamera* camera = add(1, false, "GM800001");
     ASSERT_NE(camera, nullptr);
-    const std::string path = std::string(std::getenv("ORR_TEST_TMP")) + "/solen-gm80.json";
+    const char* tmp = std::getenv("ORR_TEST_TMP");
+    const std::string path = std::string(tmp != nullptr ? tmp : "/tmp") + "/solen-gm80.json";
     std::ofstream(path) << R"({"version": "v1.0", "config_version": "e2e", "module": [{"name": "QV_CAM_GM80",
         "Camera": {"SD": 3, "TD": 2, "Gain": 300}, "PointCloudProcess": {"pcl_organized": {"enable": 1}},
         "wborder": 8, "hborder": 4}]})";

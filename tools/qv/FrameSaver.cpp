@@ -74,8 +74,11 @@ std::vector<std::string> FrameSaver::write(const SavedGroup& g, const std::strin
     }
     if (g.ir.present()) {
         const std::string path = base + "ir.png";
-        keep(PngWriter::writeGray8(path, g.ir.bytes.data(), static_cast<int>(g.ir.width), static_cast<int>(g.ir.height),
-                                   why),
+        const int iw = static_cast<int>(g.ir.width), ih = static_cast<int>(g.ir.height);
+        // Infrared of one byte a pixel (Fl30c) or of two (the Solen cameras).
+        const bool wide = g.ir.bytes.size() >= static_cast<size_t>(iw) * static_cast<size_t>(ih) * 2;
+        keep(wide ? PngWriter::writeGray16(path, reinterpret_cast<const uint16_t*>(g.ir.bytes.data()), iw, ih, why)
+                  : PngWriter::writeGray8(path, g.ir.bytes.data(), iw, ih, why),
              path, why, written, error);
     }
     if (g.cloud.present()) {
