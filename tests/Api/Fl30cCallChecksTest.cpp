@@ -13,7 +13,6 @@
 #include "FakeCapture.h"
 #include "qv_camera_sdk_fl30c.h"
 
-using orrtest::countAnyLogLines;
 using orrtest::countLogLines;
 using orrtest::StdoutCapture;
 
@@ -21,13 +20,8 @@ namespace {
 
 constexpr const char* kSource = "Fl30c_api_ex";
 
-struct Call {
-    const char* name;
-    std::function<int(void*)> run;
-};
-
 // Every QV_FL30C_ call, with arguments that would be accepted.
-std::vector<Call> everyCall()
+std::vector<FamilyCall> everyCall()
 {
     static char text[64];
     static unsigned char data[64];
@@ -62,43 +56,9 @@ class Fl30cCallChecksTest : public ApiFixture {};
 
 }  // namespace
 
-TEST_F(Fl30cCallChecksTest, NullUnknownAndClosedHandlesAnswerMinusOne)
+TEST_F(Fl30cCallChecksTest, EveryCallChecksTheHandleAndTheModelFirst)
 {
-    apitest::DriverScript& script = newScript();
-    attachAndList({&script});
-    int unknown = 0;
-    for (const Call& call : everyCall()) {
-        SCOPED_TRACE(call.name);
-        StdoutCapture out;
-        EXPECT_EQ(call.run(nullptr), -1);
-        EXPECT_EQ(call.run(&unknown), -1);
-        EXPECT_EQ(call.run(handle(0)), -1);  // listed, not open
-        const std::string log = out.text();
-        EXPECT_EQ(countLogLines(log, "ERROR", kSource, call.name, "get camera handle fail."), 3);
-        EXPECT_EQ(countLogLines(log, "ERROR", "qv_camera_sdk_api", "QV_SDK_GetCameraHandle", "This camera handle not exist"),
-                  1);
-        EXPECT_EQ(countLogLines(log, "ERROR", "qv_camera_sdk_api", "QV_SDK_GetCameraHandle", "please open camera first"), 1);
-        EXPECT_EQ(countAnyLogLines(log), 5);
-    }
-    EXPECT_TRUE(script.ops.empty());
-}
-
-TEST_F(Fl30cCallChecksTest, AnOpenCameraOfAnotherModelAnswersMinusTwo)
-{
-    apitest::DriverScript& script = newScript();
-    attachAndList({&script});
-    ASSERT_EQ(QV_SDK_OpenCamera(handle(0), nullptr), 0);
-    for (const Call& call : everyCall()) {
-        SCOPED_TRACE(call.name);
-        StdoutCapture out;
-        EXPECT_EQ(call.run(handle(0)), -2);
-        const std::string log = out.text();
-        EXPECT_EQ(countLogLines(log, "ERROR", kSource, call.name,
-                                "This camera is not FL30C camera and does not support this interface !"),
-                  1);
-        EXPECT_EQ(countAnyLogLines(log), 1);
-    }
-    EXPECT_TRUE(script.ops.empty());  // nothing reached the other camera
+    expectFamilyChecks(everyCall(), kSource, "FL30C");
 }
 
 TEST_F(Fl30cCallChecksTest, AnFl30csCallsReachItsCommandChannel)

@@ -1,28 +1,17 @@
 // The checks every QV_Solen_ call on a camera makes before it reaches the camera: null,
-// unknown and closed handles, a camera of another model, and arguments out of range.
+// unknown and closed handles, and a camera of another model.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <string>
 #include <vector>
 
 #include "ApiFixture.h"
 #include "qv_camera_sdk_solen.h"
 
-using orrtest::countAnyLogLines;
-using orrtest::countLogLines;
-using orrtest::StdoutCapture;
-
 namespace {
 
 constexpr const char* kSource = "Solen_api_ex";
 
-struct Call {
-    const char* name;
-    std::function<int(void*)> run;
-};
-
-std::vector<Call> everyCall()
+std::vector<FamilyCall> everyCall()
 {
     static char text[16];
     static unsigned char data[16];
@@ -54,29 +43,7 @@ class SolenCallChecksTest : public ApiFixture {};
 
 TEST_F(SolenCallChecksTest, EveryCallChecksTheHandleAndTheModelFirst)
 {
-    apitest::DriverScript& script = newScript();
-    attachAndList({&script});
-    int unknown = 0;
-    for (const Call& call : everyCall()) {
-        SCOPED_TRACE(call.name);
-        StdoutCapture out;
-        EXPECT_EQ(call.run(nullptr), -1);
-        EXPECT_EQ(call.run(&unknown), -1);
-        EXPECT_EQ(call.run(handle(0)), -1);  // listed, not open
-        EXPECT_EQ(countLogLines(out.text(), "ERROR", kSource, call.name, "get camera handle fail."), 3);
-    }
-    ASSERT_EQ(QV_SDK_OpenCamera(handle(0), nullptr), 0);
-    for (const Call& call : everyCall()) {
-        SCOPED_TRACE(call.name);
-        StdoutCapture out;
-        EXPECT_EQ(call.run(handle(0)), -2);
-        const std::string log = out.text();
-        EXPECT_EQ(countLogLines(log, "ERROR", kSource, call.name,
-                                "This camera is not Solen camera and does not support this interface !"),
-                  1);
-        EXPECT_EQ(countAnyLogLines(log), 1);
-    }
-    EXPECT_TRUE(script.ops.empty());  // nothing reached the other camera
+    expectFamilyChecks(everyCall(), kSource, "Solen");
     EXPECT_EQ(QV_Solen_SetUsbDevMatch(true), 0);
     EXPECT_EQ(QV_Solen_SetUsbDevMatch(false), 0);
 }
