@@ -226,4 +226,31 @@ TEST(QvStream, StreamsTheCameraCannotDeliverAreReported)
     EXPECT_LT(framesOf(alternate.out, 0, "color"), 0) << alternate.out;
 }
 
+// Every Solen model, on its bulk pair or behind the serial bridge, is listed by its model,
+// opened (serial number, versions), streamed and set through qv.
+TEST(QvStream, SolenCamerasAreListedStreamedAndSet)
+{
+    const Outcome list = runQv({"list", "--emulate", "gm80,g700-serial,fl30,fl30v", "--quiet"});
+    ASSERT_EQ(list.status, 0) << list.both();
+    for (const char* seen : {"Gm80 (CAMERA_MODEL_GM80 = 1)", "G700 (CAMERA_MODEL_G700 = 2)", "Fl30 (CAMERA_MODEL_FL30 = 3)",
+                             "Fl30v (CAMERA_MODEL_FL30V = 4)", "serial number    GM800001", "serial number    G700S0001",
+                             "serial number    FL300001", "serial number    FL30V0001"})
+        EXPECT_TRUE(contains(list.out, seen)) << seen << "\n" << list.out;
+    size_t opened = 0;  // the firmware version is read from each camera opened
+    for (size_t at = 0; (at = list.out.find("MCU_V1.3.2+ISP_V2.0.7", at)) != std::string::npos; ++at) ++opened;
+    EXPECT_EQ(opened, 4u) << list.out;
+
+    const Outcome r = runQv({"stream", "--emulate", "gm80-serial,fl30v", "--streams", "depth,ir", "--frames", "10", "--quiet"});
+    ASSERT_EQ(r.status, 0) << r.both();
+    EXPECT_TRUE(contains(r.out, "(Gm80): 10 frame groups") && contains(r.out, "(Fl30v): 10 frame groups")) << r.out;
+    for (int camera : {0, 1})
+        for (const char* stream : {"depth", "ir"}) EXPECT_EQ(framesOf(r.out, camera, stream), 10) << stream << "\n" << r.out;
+
+    const Outcome info = runQv({"info", "--emulate", "gm80", "--quiet"});
+    EXPECT_TRUE(contains(info.out, "depth processor  HX6.2.1") && contains(info.out, "640x400 @ 30 25 20 15 10 5"))
+        << info.both();
+    EXPECT_EQ(runQv({"set", "pwm", "40", "--emulate", "g700-serial", "--quiet"}).out, "pwm = 40\n");
+    EXPECT_EQ(runQv({"get", "himax", "--emulate", "fl30", "--quiet"}).out, "himax = HX6.2.1\n");
+}
+
 }  // namespace
