@@ -1,12 +1,15 @@
-// The library as a concurrent system, through the exported calls on emulated Fl30c cameras:
-// callbacks that call back, stops from any thread, unplugs that release everything.
+// The library as a concurrent system, through the exported calls on emulated Fl30c cameras
+// (and Solen cameras, whose picture comes through a video node): callbacks that call back,
+// stops from any thread, unplugs that release everything.
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <memory>
 #include <thread>
 
 #include "EmulatedDeviceTest.h"
 #include "EmulatedFl30c.h"
+#include "EmulatedSolenCamera.h"
 #include "Eventually.h"
 #include "ProcessCounts.h"
 #include "qv_camera_sdk_api.h"
@@ -45,9 +48,13 @@ protected:
     void SetUp() override
     {
         EmulatedDeviceTest::SetUp();
+        addCameras();
+        QV_SDK_Init();
+    }
+    virtual void addCameras()
+    {
         ASSERT_NE(bed().addFl30c(UsbLocation(1, {4}, 5)), nullptr);
         ASSERT_NE(bed().addFl30c(UsbLocation(1, {3}, 6)), nullptr);
-        QV_SDK_Init();
     }
     void TearDown() override
     {
@@ -82,7 +89,28 @@ protected:
         }
         return done.get();
     }
+    void ownCameraFromInsideItsCallback();
     std::list<void*> list;
+};
+
+// A Gm80 with its control function on the bulk pair and one behind the serial bridge.
+class SolenLifecycleTest : public LifecycleTest {
+protected:
+    void addCameras() override
+    {
+        for (bool bridge : {false, true}) {
+            SolenCameraConfig config;
+            config.serialBridge = bridge;
+            solen.push_back(EmulatedSolenCamera::add(bed(), UsbLocation(1, {bridge ? 3 : 4}), config));
+            ASSERT_NE(solen.back(), nullptr);
+        }
+    }
+    void TearDown() override
+    {
+        solen.clear();  // views of the test bed's devices, which the library reaches by itself
+        LifecycleTest::TearDown();
+    }
+    std::vector<std::unique_ptr<EmulatedSolenCamera>> solen;
 };
 
 }  // namespace
@@ -108,7 +136,7 @@ TEST_F(LifecycleTest, StopCloseAndFreeWhileCallbacksCallBack)
 
 // Stop, close, destroy and free from inside the camera's own first callback: each returns 0 at
 // once, no callback follows, and (under ASan) nothing is touched after it was freed.
-TEST_F(LifecycleTest, TheCallbackMayStopCloseDestroyOrFreeItsOwnCamera)
+void LifecycleTest::ownCameraFromInsideItsCallback()
 {
     const std::vector<std::pair<const char*, std::function<int(Camera&)>>> cases = {
         {"stop", [](Camera& c) { return QV_SDK_StopStream(c.handle, 0); }},
@@ -131,6 +159,9 @@ TEST_F(LifecycleTest, TheCallbackMayStopCloseDestroyOrFreeItsOwnCamera)
         EXPECT_EQ(withinDeadline([&] { return QV_SDK_FreeCameraList(list); }), 0) << name;
     }
 }
+
+TEST_F(LifecycleTest, TheCallbackMayStopCloseDestroyOrFreeItsOwnCamera) { ownCameraFromInsideItsCallback(); }
+TEST_F(SolenLifecycleTest, TheCallbackMayStopCloseDestroyOrFreeItsOwnCamera) { ownCameraFromInsideItsCallback(); }
 
 // Stop, close, destroy and free of the other camera from inside a callback return at once,
 // even while that camera's own callback is still running (held here by the test); once it

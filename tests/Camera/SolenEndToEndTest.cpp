@@ -255,6 +255,8 @@ TEST_F(SolenEndToEndTest, SettingsRawRequestsAndInfrared)
     EXPECT_EQ(QV_Solen_CustomRead(h, reply, sizeof reply, 1000), int(std::strlen("READ OK:20,T")) + 1);
     EXPECT_STREQ(reinterpret_cast<char*>(reply), "READ OK:20,T");
     EXPECT_EQ(camera->firmware().requests().back(), request);
+    EXPECT_EQ(QV_SDK_CAMERA_Reboot(h), 0);
+    EXPECT_EQ(camera->firmware().settings().reboots, 1);
 
     CAM_Parameter native{}, scaled{};
     EXPECT_EQ(QV_SDK_GetOriginalCamParameter(h, &native), 0);
