@@ -47,11 +47,10 @@ constexpr UsbModel kUsbModels[] = {
     {0x3482, 0x6724, CAMERA_MODEL_VIRENE},   {0x3482, 0x278B, CAMERA_MODEL_VIRENE_A},
     {0x3482, 0x278C, CAMERA_MODEL_VIRENE_B}, {0x1A86, 0x5723, CAMERA_MODEL_GM80},
     {0x1A86, 0x5722, CAMERA_MODEL_GM80},     {0x0C45, 0x636D, CAMERA_MODEL_SELVAR_A},
-    // The bridge a G700 is controlled through is listed as a USB attachment, like the Gm80's.
-    {0x1A86, 0x5724, CAMERA_MODEL_G700},
 };
 
 constexpr UsbModel kSerialOnlyModels[] = {
+    {0x1A86, 0x5724, CAMERA_MODEL_G700},
     {0x2207, 0x0016, CAMERA_MODEL_E7},
 };
 
