@@ -226,14 +226,16 @@ TEST(QvStream, StreamsTheCameraCannotDeliverAreReported)
     EXPECT_LT(framesOf(alternate.out, 0, "color"), 0) << alternate.out;
 }
 
-// Every Solen model, on its bulk pair or behind the serial bridge, is listed by its model,
-// opened (serial number, versions), streamed and set through qv.
+// Every Solen model is listed by its model, opened (serial number, versions), streamed and set
+// through qv, on its bulk pair or (the Gm80) behind the serial bridge. A G700 behind the bridge
+// (1A86:5724, a USB attachment) has no model by the model table, which names it only as a
+// serial attachment.
 TEST(QvStream, SolenCamerasAreListedStreamedAndSet)
 {
-    const Outcome list = runQv({"list", "--emulate", "gm80,g700-serial,fl30,fl30v", "--quiet"});
+    const Outcome list = runQv({"list", "--emulate", "gm80,g700,fl30,fl30v", "--quiet"});
     ASSERT_EQ(list.status, 0) << list.both();
     for (const char* seen : {"Gm80 (CAMERA_MODEL_GM80 = 1)", "G700 (CAMERA_MODEL_G700 = 2)", "Fl30 (CAMERA_MODEL_FL30 = 3)",
-                             "Fl30v (CAMERA_MODEL_FL30V = 4)", "serial number    GM800001", "serial number    G700S0001",
+                             "Fl30v (CAMERA_MODEL_FL30V = 4)", "serial number    GM800001", "serial number    G7000001",
                              "serial number    FL300001", "serial number    FL30V0001"})
         EXPECT_TRUE(contains(list.out, seen)) << seen << "\n" << list.out;
     size_t opened = 0;  // the firmware version is read from each camera opened
@@ -249,7 +251,7 @@ TEST(QvStream, SolenCamerasAreListedStreamedAndSet)
     const Outcome info = runQv({"info", "--emulate", "gm80", "--quiet"});
     EXPECT_TRUE(contains(info.out, "depth processor  HX6.2.1") && contains(info.out, "640x400 @ 30 25 20 15 10 5"))
         << info.both();
-    EXPECT_EQ(runQv({"set", "pwm", "40", "--emulate", "g700-serial", "--quiet"}).out, "pwm = 40\n");
+    EXPECT_EQ(runQv({"set", "pwm", "40", "--emulate", "g700", "--quiet"}).out, "pwm = 40\n");
     EXPECT_EQ(runQv({"get", "himax", "--emulate", "fl30", "--quiet"}).out, "himax = HX6.2.1\n");
 }
 
