@@ -15,6 +15,15 @@ enum LogLevel : int32_t {
 QV_SDK_API void setLogLevel(LogLevel level);
 QV_SDK_API LogLevel getLogLevel();
 
+// Receives one log line: its level and the whole line as it would be printed, without the
+// newline. It runs on the thread that logs (an application thread or one of the library's).
+typedef void (*QV_LOG_CALLBACK)(int32_t level, const char* line, void* user);
+// Hands every log line to callback instead of standard output; null restores standard
+// output. Returns 0 once no call of the previous callback runs (its user data may then be
+// freed). Lines logged while the callback runs, on its thread, go to standard output;
+// called from inside the callback it answers -1.
+QV_SDK_API int QV_SDK_SetLogCallback(QV_LOG_CALLBACK callback, void* user);
+
 // Local time as "YYYY-MM-DD hh:mm:ss"; empty when the local time is not available.
 QV_SDK_API std::string getSysTime();
 

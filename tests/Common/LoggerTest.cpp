@@ -5,9 +5,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <ctime>
+#include <mutex>
 #include <regex>
 #include <thread>
+#include <vector>
 
 #include "LogCapture.h"
 #include "Logger.h"
@@ -101,4 +105,74 @@ TEST(Logger, LinesOfConcurrentThreadsStayWhole)
     const std::string out = capture.text();
     EXPECT_EQ(orrtest::countAnyLogLines(out), 400);
     EXPECT_EQ(orrtest::splitLines(out).size(), 400u);
+}
+
+namespace {
+
+struct Received {
+    std::mutex mutex;
+    std::vector<std::pair<int32_t, std::string>> lines;
+    std::atomic<int> running{0};
+    std::atomic<int> count{0};
+    std::atomic<bool> replaced{false};
+    std::atomic<int> callsAfterReplaced{0};
+    bool nestedSet = false;
+};
+
+void receive(int32_t level, const char* line, void* user)
+{
+    auto* r = static_cast<Received*>(user);
+    ++r->running;
+    if (r->replaced) ++r->callsAfterReplaced;
+    std::string text = line;
+    if (text.find("nest") != std::string::npos) {
+        QV_LOGI("logged by the receiver");  // to standard output, not back here
+        r->nestedSet = QV_SDK_SetLogCallback(nullptr, nullptr) == -1;
+    }
+    std::this_thread::sleep_for(std::chrono::microseconds(200));
+    {
+        std::lock_guard<std::mutex> lock(r->mutex);
+        r->lines.emplace_back(level, std::move(text));
+    }
+    ++r->count;
+    --r->running;
+}
+
+}  // namespace
+
+TEST(LoggerTest, LogCallbackReceivesWholeLinesInsteadOfStdoutUntilReplaced)
+{
+    Received r;
+    orrtest::StdoutCapture capture;
+    ASSERT_EQ(QV_SDK_SetLogCallback(&receive, &r), 0);
+    QV_LOGW("to the receiver");
+    QV_LOGE("nest");
+    // Threads keep logging while the receiver is taken away: once the call returned, the
+    // receiver runs no more.
+    std::atomic<bool> stop{false};
+    std::thread logger([&] {
+        while (!stop) QV_LOGI("busy");
+    });
+    while (r.count < 5) std::this_thread::yield();
+    ASSERT_EQ(QV_SDK_SetLogCallback(nullptr, nullptr), 0);
+    r.replaced = true;
+    EXPECT_EQ(r.running, 0);
+    stop = true;
+    logger.join();
+    QV_LOGI("back on stdout");
+    const std::string out = capture.text();
+
+    EXPECT_EQ(r.callsAfterReplaced, 0);
+    ASSERT_GE(r.lines.size(), 2u);
+    EXPECT_EQ(r.lines[0].first, LOG_LEVEL_WARN);
+    EXPECT_TRUE(std::regex_match(r.lines[0].second, std::regex(R"(^\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2}\[WARN\] \[LoggerTest\] \[\d+\] \[TestBody\] to the receiver$)")))
+        << r.lines[0].second;
+    EXPECT_EQ(r.lines[1].first, LOG_LEVEL_ERROR);
+    EXPECT_TRUE(r.nestedSet);
+    EXPECT_EQ(orrtest::countLogLines(out, "INFO", "LoggerTest", "receive", "logged by the receiver"), 1);
+    EXPECT_EQ(orrtest::countLogLines(out, "ERROR", "Logger", "QV_SDK_SetLogCallback",
+                                     "the log callback cannot be changed from inside itself"),
+              1);
+    EXPECT_EQ(orrtest::countLogLines(out, "INFO", "LoggerTest", "TestBody", "back on stdout"), 1);
+    EXPECT_EQ(orrtest::countLogLines(out, "WARN", "LoggerTest", "TestBody", "to the receiver"), 0);
 }

@@ -4,6 +4,7 @@
 #include <ctime>
 #include <iostream>
 
+#include "LogSink.h"
 #include "qv_common.h"
 
 namespace {
@@ -17,6 +18,13 @@ void setLogLevel(LogLevel level)
 }
 
 LogLevel getLogLevel() { return static_cast<LogLevel>(s_logLevel.load()); }
+
+int QV_SDK_SetLogCallback(QV_LOG_CALLBACK callback, void* user)
+{
+    const int ret = orrindale::log::LogSink::set(callback, user);
+    if (ret != 0) QV_LOGE("the log callback cannot be changed from inside itself");
+    return ret;
+}
 
 std::string getSysTime()
 {
@@ -46,6 +54,8 @@ void writeLine(const char* level, std::string_view source, int line, const char*
     text += function;
     text += "] ";
     text += message;
+    const LogLevel value = level[0] == 'E' ? LOG_LEVEL_ERROR : level[0] == 'W' ? LOG_LEVEL_WARN : LOG_LEVEL_INFO;
+    if (LogSink::deliver(value, text)) return;
     text += '\n';
     // One write per line: stdout's own lock keeps lines of different threads whole.
     std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
