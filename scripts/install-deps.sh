@@ -22,8 +22,9 @@ done
 BUILD_PKGS=(build-essential cmake ninja-build pkg-config git
   libusb-1.0-0-dev libuvc-dev libturbojpeg0-dev libcjson-dev libzmq3-dev cppzmq-dev
   libssl-dev libpng-dev
-  umockdev libumockdev-dev udev usbutils iproute2)
-TEST_PKGS=(libgtest-dev libgmock-dev libbenchmark-dev v4l-utils
+  umockdev libumockdev-dev udev usbutils iproute2
+  python3-dev pybind11-dev python3-pybind11 python3-numpy)
+TEST_PKGS=(libgtest-dev libgmock-dev libbenchmark-dev v4l-utils python3-pytest
   clang libclang-rt-14-dev valgrind openssl
   libopencv-dev libopencv-contrib-dev imagemagick pcl-tools python3-open3d)
 CROSS_PKGS=(crossbuild-essential-arm64 qemu-user ccache
