@@ -67,9 +67,26 @@ class Emulation:
         """One line per emulated camera: model, serial number, bus, address, port path."""
         return list(self._session.descriptions)
 
+    def unplug(self, i=0):
+        """Pulls emulated Fl30c ``i`` (in the order they were named) out."""
+        self._check(self._session.unplug(i))
+
+    def replug(self, i=0):
+        """Plugs emulated Fl30c ``i`` in again, at the same place."""
+        self._check(self._session.replug(i))
+
+    def silence(self, i=0, silent=True):
+        """Emulated Fl30c ``i`` stays attached but sends no frames while silent."""
+        self._session.set_silent(i, silent)
+
     def close(self):
-        """Unplugs the emulated cameras; close the cameras opened on them first."""
+        """Removes the emulated cameras; close the cameras opened on them first."""
         self._session.close()
+
+    @staticmethod
+    def _check(done):
+        if not done:
+            raise EmulationError("the emulated device refused (see the line above)")
 
     def __enter__(self):
         return self

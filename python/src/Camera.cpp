@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "CameraError.h"
+#include "OutsidePython.h"
 #include "CameraList.h"
 #include "GroupArrays.h"
 #include "SdkCall.h"
@@ -40,7 +41,7 @@ Camera::Camera(CameraList& list, size_t i, const std::string& config)
         sdkCall("opening camera " + std::to_string(i),
                 [&] { return QV_SDK_OpenCamera(m_handle, config.empty() ? nullptr : config.c_str()); });
     } catch (...) {
-        py::gil_scoped_release unlocked;
+        OutsidePython outside;
         QV_SDK_DestoryCamHandle(m_handle);
         throw;
     }
@@ -48,7 +49,7 @@ Camera::Camera(CameraList& list, size_t i, const std::string& config)
     std::string firmware;
     {
         LogRelay::Scope quiet;  // a model without these answers is still a camera
-        py::gil_scoped_release unlocked;
+        OutsidePython outside;
         if (QV_SDK_GetSerialNumber(m_handle, serial, sizeof serial - 1) != 0) serial[0] = '\0';
         if (QV_SDK_GetFwVersion(m_handle, firmware) != 0) firmware.clear();
     }
@@ -154,7 +155,7 @@ void Camera::close()
     int closed = 0, destroyed = 0;
     {
         LogRelay::Scope lines;
-        py::gil_scoped_release unlocked;
+        OutsidePython outside;
         if (m_streaming) QV_SDK_StopStream(h, 0);
         closed = QV_SDK_CloseCamera(h);
         destroyed = QV_SDK_DestoryCamHandle(h);  // also stops and closes what is still open

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "CameraError.h"
+#include "OutsidePython.h"
 #include "SdkCall.h"
 #include "qv_camera_sdk_api.h"
 
@@ -35,7 +36,7 @@ CameraList::CameraList()
     for (void* handle : handles) {
         Entry e;
         e.handle = handle;
-        py::gil_scoped_release unlocked;
+        OutsidePython outside;
         QV_SDK_GetCameraAttrs(handle, e.attr);
         QV_SDK_GetCameraModel(handle, e.model);
         m_entries.push_back(std::move(e));
@@ -49,7 +50,7 @@ CameraList::~CameraList()
         if (e.handle != nullptr) rest.push_back(e.handle);
     if (rest.empty()) return;
     LogRelay::Scope quiet;  // freeing handles says nothing a caller needs
-    py::gil_scoped_release unlocked;
+    OutsidePython outside;
     QV_SDK_FreeCameraList(rest);
 }
 
@@ -59,7 +60,7 @@ void CameraList::identify(size_t i)
     if (e.identified) return;
     e.identified = true;
     LogRelay::Scope lines;  // a camera that cannot be opened is reported by its open_error
-    py::gil_scoped_release unlocked;
+    OutsidePython outside;
     e.openCode = QV_SDK_OpenCamera(e.handle, nullptr);
     if (e.openCode != 0) return;
     char serial[128] = {};

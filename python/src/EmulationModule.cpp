@@ -8,14 +8,18 @@
 #include <string>
 #include <vector>
 
+#include "EmulatedFl30c.h"
+#include "EmulatedUsbDevice.h"
 #include "EmulatorSession.h"
 #include "Fl30cCalibration.h"
 #include "Fl30cScene.h"
 #include "Fl30cTransferBuilder.h"
+#include "OutsidePython.h"
 #include "PreloadEnvironment.h"
 
 namespace py = pybind11;
 using namespace orrindale::emulator;
+using orrpy::OutsidePython;
 
 namespace {
 
@@ -30,14 +34,21 @@ public:
                                   EmulatorSession::modelNames() + "), not \"" + cameras + "\"");
         options->fps = fps;
         options->firmware = firmware;
-        py::gil_scoped_release unlocked;
+        OutsidePython outside;
         m_session = EmulatorSession::start(*options);
         if (!m_session) throw std::runtime_error("the emulated cameras could not be set up (see the line above)");
     }
     std::vector<std::string> descriptions() const { return m_session ? m_session->descriptions() : std::vector<std::string>{}; }
+    // Fl30c camera i of the session (in the order they were named).
+    EmulatedFl30c& fl30c(size_t i) const
+    {
+        if (!m_session || i >= m_session->cameras().size())
+            throw py::index_error("there is no emulated Fl30c " + std::to_string(i));
+        return *m_session->cameras()[i];
+    }
     void close()
     {
-        py::gil_scoped_release unlocked;
+        OutsidePython outside;
         m_session.reset();
     }
 
@@ -78,7 +89,10 @@ PYBIND11_MODULE(_emulation, m)
         .def(py::init<const std::string&, int, const std::string&>(), py::arg("cameras"), py::arg("fps"),
              py::arg("firmware"))
         .def_property_readonly("descriptions", &Session::descriptions)
-        .def("close", &Session::close);
+        .def("close", &Session::close)
+        .def("unplug", [](Session& s, size_t i) { return s.fl30c(i).device()->unplug(); })
+        .def("replug", [](Session& s, size_t i) { return s.fl30c(i).device()->replug(); })
+        .def("set_silent", [](Session& s, size_t i, bool silent) { s.fl30c(i).setSilent(silent); });
 
     // The emulated Fl30c's scene as its images show it at the default calibration.
     m.def(

@@ -1,5 +1,5 @@
-// How the binding calls the library: without the interpreter lock (the call may wait for a
-// camera's threads), keeping the log lines the call makes on this thread. A negative
+// How the binding calls the library: outside Python (the call may wait for a camera's
+// threads), keeping the log lines the call makes on this thread. A negative
 // result raises a CameraError carrying them; the lines of a success go to the logger.
 #pragma once
 
@@ -10,6 +10,7 @@
 
 #include "CameraError.h"
 #include "LogRelay.h"
+#include "OutsidePython.h"
 
 namespace orrpy {
 
@@ -21,7 +22,7 @@ int sdkCall(const std::string& what, Call&& call)
     {
         LogRelay::Scope scope;
         {
-            pybind11::gil_scoped_release unlocked;
+            OutsidePython outside;
             ret = call();
         }
         lines = std::move(scope.lines());
