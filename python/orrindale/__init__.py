@@ -11,12 +11,15 @@ Library failures raise orrindale.Error carrying the library's code and log lines
 library's other log lines go to logging.getLogger("orrindale").
 """
 
+import atexit
 import logging
+import weakref
 from dataclasses import dataclass
 from typing import Optional
 
 from . import _orrindale
 from ._orrindale import Camera, Extrinsics, FrameInfo, Group, Intrinsics
+from . import emulation as _emulated
 from .emulation import Emulation, Fl30cScene, emulate, ensure_emulation, model_names
 from .errors import EmulationError, Error, FrameTimeout
 
@@ -68,7 +71,24 @@ def open(index=None, *, serial=None, bus=None, port_path=None, config=None):  # 
     """Opens one camera: by its index in cameras(), its serial number, or its USB bus and
     port path; the first camera when none is named. config: the camera's configuration
     file. Use it in a with block, or call close()."""
-    return Camera.open(index, serial, bus, port_path, config)
+    camera = Camera.open(index, serial, bus, port_path, config)
+    _open_cameras.add(camera)
+    return camera
+
+
+# A script may end with cameras and emulated cameras still open: the cameras are closed
+# first, while the devices they talk to are still there.
+_open_cameras = weakref.WeakSet()
+
+
+@atexit.register
+def _close_at_exit():
+    for camera in list(_open_cameras):
+        try:
+            camera.close()
+        except Error:
+            pass
+    _emulated.close_all()
 
 
 _info_fields = Camera.info

@@ -10,10 +10,12 @@ EmulationError saying how to start instead.
 
 import os
 import sys
+import weakref
 
 from .errors import EmulationError
 
 _PRELOAD = "libumockdev-preload.so.0"
+_sessions = weakref.WeakSet()  # removed at exit, after the cameras opened on them are closed
 
 
 def _module():
@@ -61,6 +63,7 @@ class Emulation:
             self._session = _module().Session(cameras, fps, firmware or "")
         except RuntimeError as e:
             raise EmulationError(str(e)) from e
+        _sessions.add(self)
 
     @property
     def cameras(self):
@@ -100,6 +103,12 @@ def emulate(model="fl30c", count=1, *, fps=15, firmware=None):
     "fl30c,2" naming several models with their counts) until closed."""
     cameras = model if count == 1 else "{},{}".format(model, int(count))
     return Emulation(cameras, fps, firmware)
+
+
+def close_all():
+    """Removes every emulated camera still attached (at exit)."""
+    for emulation in list(_sessions):
+        emulation.close()
 
 
 def model_names():

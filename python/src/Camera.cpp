@@ -4,9 +4,11 @@
 #include <cstdio>
 #include <limits>
 
+#include <unistd.h>
+
 #include "CameraError.h"
-#include "OutsidePython.h"
 #include "CameraList.h"
+#include "OutsidePython.h"
 #include "GroupArrays.h"
 #include "SdkCall.h"
 #include "qv_camera_sdk_api.h"
@@ -52,6 +54,11 @@ Camera::Camera(CameraList& list, size_t i, const std::string& config)
         OutsidePython outside;
         if (QV_SDK_GetSerialNumber(m_handle, serial, sizeof serial - 1) != 0) serial[0] = '\0';
         if (QV_SDK_GetFwVersion(m_handle, firmware) != 0) firmware.clear();
+    }
+    if (m_info["attachment"].cast<std::string>() == "usb") {
+        char node[64];
+        std::snprintf(node, sizeof node, "/dev/bus/usb/%03d/%03d", m_info["bus"].cast<int>(), m_info["address"].cast<int>());
+        m_deviceNode = node;
     }
     if (serial[0] != '\0') m_info["serial"] = std::string(serial);
     if (!firmware.empty()) m_info["firmware"] = firmware;
@@ -146,6 +153,26 @@ void Camera::stopLocked()
     sdkCall("stopping the stream", [&] { return QV_SDK_StopStream(m_handle, 0); });
 }
 
+bool Camera::endIfUnplugged()
+{
+    // The library's calls do not tell a stream's end by unplugging; the device's node does
+    // (a camera plugged in again has a new address).
+    if (m_deviceNode.empty() || access(m_deviceNode.c_str(), F_OK) == 0) return false;
+    auto lock = lockReleasingGil(m_mutex);
+    if (!m_streaming || m_handle == nullptr) return false;
+    m_streaming = false;
+    m_receiver->queue().close();
+    {
+        LogRelay::Scope lines;
+        OutsidePython outside;
+        QV_SDK_StopStream(m_handle, 0);  // ends the transport's threads, and says the camera left
+        LogRelay::keep(std::move(lines.lines()));
+    }
+    lock.unlock();
+    LogRelay::flush();
+    return true;
+}
+
 void Camera::close()
 {
     auto lock = lockReleasingGil(m_mutex);
@@ -200,6 +227,7 @@ py::object Camera::read(std::optional<double> timeout)
         if (got == FrameQueue::Wait::Item) return GroupArrays::toPython(std::move(group));
         if (got == FrameQueue::Wait::Closed) return py::none();
         if (PyErr_CheckSignals() != 0) throw py::error_already_set();
+        if (endIfUnplugged()) continue;  // what is queued, then the end
         if (Clock::now() >= deadline) {
             char text[96];
             std::snprintf(text, sizeof text, "no frames arrived within %.3g s", *timeout);

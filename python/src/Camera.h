@@ -56,6 +56,9 @@ public:
 
 private:
     void stopLocked();
+    // After a wait without frames: whether the camera's USB device is gone, and if so the
+    // stream is ended (readers see the end of the stream, not time-outs for ever).
+    bool endIfUnplugged();
     void tellDepthProcessor(const StartRequest& request, int mask);
 
     mutable std::mutex m_mutex;  // start, stop and close; taken without the interpreter lock
@@ -64,6 +67,7 @@ private:
     pybind11::dict m_info;
     bool m_streaming = false;
     TIME_STAMP_TYPE m_clock = TIME_STAMP_STEADY;
+    std::string m_deviceNode;  // /dev/bus/usb/BBB/AAA of a USB camera, else empty
     std::shared_ptr<FrameReceiver> m_receiver;
 };
 
