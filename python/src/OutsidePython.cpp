@@ -6,12 +6,23 @@ namespace orrpy {
 
 namespace {
 
-// Every signal but those a fault raises on the thread that caused it.
-sigset_t asynchronousSignals()
+// The signals with a handler installed (Python's, for SIGINT at least): those would interrupt
+// the library's system calls. Signals left to their default action (SIGTERM, SIGHUP, ...)
+// stay deliverable, so a process stuck in a call can still be ended; faults always are.
+sigset_t handledSignals()
 {
     sigset_t set;
-    sigfillset(&set);
-    for (int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGSYS, SIGABRT}) sigdelset(&set, fault);
+    sigemptyset(&set);
+    for (int signal = 1; signal < SIGRTMIN; ++signal) {
+        if (signal == SIGSEGV || signal == SIGBUS || signal == SIGFPE || signal == SIGILL || signal == SIGTRAP ||
+            signal == SIGSYS || signal == SIGABRT || signal == SIGKILL || signal == SIGSTOP)
+            continue;
+        struct sigaction action {};
+        if (sigaction(signal, nullptr, &action) == 0 && !(action.sa_flags & SA_SIGINFO) &&
+            (action.sa_handler == SIG_DFL || action.sa_handler == SIG_IGN))
+            continue;
+        sigaddset(&set, signal);
+    }
     return set;
 }
 
@@ -19,7 +30,7 @@ sigset_t asynchronousSignals()
 
 OutsidePython::OutsidePython()
 {
-    static const sigset_t blocked = asynchronousSignals();
+    const sigset_t blocked = handledSignals();  // read each time: a script may install handlers later
     pthread_sigmask(SIG_BLOCK, &blocked, &m_previous);
 }
 

@@ -1,7 +1,8 @@
 // The region of a call into the library (or the emulator): the interpreter lock is
-// released, and the signals Python handles are blocked on this thread meanwhile. Threads
-// the library starts in the region inherit that mask, so Ctrl-C and its kind reach
-// Python's own threads instead of interrupting the system calls of the library's.
+// released, and the signals that have a handler (Python's) are blocked on this thread
+// meanwhile. Threads the library starts in the region inherit that mask, so Ctrl-C and its
+// kind reach Python's own threads instead of interrupting the system calls of the library's;
+// signals left to their default action (SIGTERM) still end a process stuck in a call.
 #pragma once
 
 #include <pybind11/pybind11.h>
