@@ -406,7 +406,8 @@ int StreamCommand::run(const std::vector<std::string>& args)
         auto stream = std::make_unique<CameraStream>();
         stream->camera = camera;
         stream->stats = std::make_unique<StreamStats>(
-            settings.clock, camera->model == CAMERA_MODEL_FL30C && (settings.mask & QV_MEDIA_RGB));
+            settings.clock,  // an Fl30c streams colour by default (no mask given) or when asked
+            camera->model == CAMERA_MODEL_FL30C && (settings.mask == 0 || (settings.mask & QV_MEDIA_RGB)));
         stream->saveAt = settings.saveAt;
         stream->limit = static_cast<uint64_t>(settings.frames);
         if (startCamera(*stream, settings, error)) {
