@@ -57,10 +57,6 @@ struct DriverScript {
     int privateCapacityResult = 0;
     std::vector<std::pair<int, int>> privateAccess;  // (size, offset) of each read or write
     video_cfg streamCfg;
-    const void* lastPointer = nullptr;
-    unsigned lastLength = 0;
-    int lastTimeout = 0;
-    unsigned char lastSelector = 0;
     bool hasCommand = true;
     int openResult = 0;
     int closeResult = 0;
@@ -78,26 +74,23 @@ struct DriverScript {
 class ScriptedCommand : public ICommand {
 public:
     explicit ScriptedCommand(DriverScript& script) : m_script(script) {}
-    int upgrade(std::string const& path, CAM_UPGRADE_DEV_S* progress) override
-    {
-        return record("upgrade:" + path, progress);
-    }
-    int reboot() override { return record("reboot", nullptr); }
-    int setSn(std::string const& sn) override { return record("setSn:" + sn, nullptr); }
+    int upgrade(std::string const& path, CAM_UPGRADE_DEV_S*) override { return record("upgrade:" + path); }
+    int reboot() override { return record("reboot"); }
+    int setSn(std::string const& sn) override { return record("setSn:" + sn); }
     int getSn(std::string& sn) override
     {
         sn = m_script.serial;
-        return record("getSn", nullptr);
+        return record("getSn");
     }
     int getFwVersion(std::string& v) override
     {
         v = m_script.fwVersion;
-        return record("getFwVersion", nullptr);
+        return record("getFwVersion");
     }
     int getHimaxVersion(std::string& v) override
     {
         v = m_script.himaxVersion;
-        return record("getHimaxVersion", nullptr);
+        return record("getHimaxVersion");
     }
     int getPrivateMaxSize(int& size) override
     {
@@ -105,22 +98,21 @@ public:
         size = m_script.privateCapacity;
         return m_script.privateCapacityResult;
     }
-    int writePrivateData(void* data, int length, int offset) override
+    int writePrivateData(void*, int length, int offset) override
     {
         m_script.privateAccess.emplace_back(length, offset);
-        return record("writePrivateData", data);
+        return record("writePrivateData");
     }
-    int readPrivateData(void* data, int length, int offset) override
+    int readPrivateData(void*, int length, int offset) override
     {
         m_script.privateAccess.emplace_back(length, offset);
-        return record("readPrivateData", data);
+        return record("readPrivateData");
     }
 
 private:
-    int record(const std::string& op, const void* pointer)
+    int record(const std::string& op)
     {
         m_script.ops.push_back(op);
-        m_script.lastPointer = pointer;
         return m_script.opResult;
     }
     DriverScript& m_script;
@@ -175,31 +167,22 @@ public:
         sn = m_script.serial;
         return op("getSerialNo");
     }
-    int getCameraParameter(CAM_Parameter* p) override { return op("getCameraParameter", p); }
-    int getCapability(MEDIA_TYPE_E, std::vector<STREAM_PARAM_S>& list) override { return op("getCapability", &list); }
-    int setStreamParam(MEDIA_TYPE_E, STREAM_PARAM_S const* p) override { return op("setStreamParam", p); }
-    int getStreamParam(STREAM_PARAM_S* p) override { return op("getStreamParam", p); }
+    int getCameraParameter(CAM_Parameter*) override { return op("getCameraParameter"); }
+    int getCapability(MEDIA_TYPE_E, std::vector<STREAM_PARAM_S>&) override { return op("getCapability"); }
+    int setStreamParam(MEDIA_TYPE_E, STREAM_PARAM_S const*) override { return op("setStreamParam"); }
+    int getStreamParam(STREAM_PARAM_S*) override { return op("getStreamParam"); }
     ICommand* cmd() override { return m_script.hasCommand ? &m_cmd : nullptr; }
     ICapture* capture() override { return nullptr; }
-    int getTofMode(TOFMode& m) override { return op("getTofMode", &m); }
+    int getTofMode(TOFMode&) override { return op("getTofMode"); }
     int setTimeStampType(TIME_STAMP_TYPE t) override { return op("setTimeStampType:" + std::to_string(t)); }
     int logCameraCfg() override { return op("logCameraCfg"); }
-    int getConfigInfo(QV_CONFIG_INFO& i) override { return op("getConfigInfo", &i); }
+    int getConfigInfo(QV_CONFIG_INFO&) override { return op("getConfigInfo"); }
     int setDevNetAttrs(NET_DEV_ATTRS a) override { return op(std::string("setDevNetAttrs:") + a.ip); }
-    int getDevNetAttrs(NET_DEV_ATTRS& a) override { return op("getDevNetAttrs", &a); }
-    int controlTransferRead(unsigned char s, unsigned char* d, unsigned int l, int t) override
-    {
-        return transfer("controlTransferRead", s, d, l, t);
-    }
-    int controlTransferWrite(unsigned char s, unsigned char* d, unsigned int l, int t) override
-    {
-        return transfer("controlTransferWrite", s, d, l, t);
-    }
-    int bulkTransferRead(unsigned char* d, unsigned int l, int t) override { return transfer("bulkTransferRead", 0, d, l, t); }
-    int bulkTransferWrite(unsigned char* d, unsigned int l, int t) override
-    {
-        return transfer("bulkTransferWrite", 0, d, l, t);
-    }
+    int getDevNetAttrs(NET_DEV_ATTRS&) override { return op("getDevNetAttrs"); }
+    int controlTransferRead(unsigned char, unsigned char*, unsigned int, int) override { return op("controlTransferRead"); }
+    int controlTransferWrite(unsigned char, unsigned char*, unsigned int, int) override { return op("controlTransferWrite"); }
+    int bulkTransferRead(unsigned char*, unsigned int, int) override { return op("bulkTransferRead"); }
+    int bulkTransferWrite(unsigned char*, unsigned int, int) override { return op("bulkTransferWrite"); }
     int setStreamCfg(video_cfg const& cfg) override
     {
         m_script.streamCfg = cfg;
@@ -212,21 +195,12 @@ public:
     }
 
 private:
-    int op(const std::string& name, const void* pointer = nullptr)
+    int op(const std::string& name)
     {
         if (m_script.opGate) m_script.opGate->waitOpen();
         m_script.ops.push_back(name);
-        m_script.lastPointer = pointer;
         return m_script.opResult;
     }
-    int transfer(const char* name, unsigned char selector, unsigned char* data, unsigned length, int timeout)
-    {
-        m_script.lastSelector = selector;
-        m_script.lastLength = length;
-        m_script.lastTimeout = timeout;
-        return op(name, data);
-    }
-
     DriverScript& m_script;
     ScriptedCommand m_cmd;
 };
