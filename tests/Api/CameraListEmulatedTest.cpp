@@ -33,8 +33,17 @@ protected:
 
 }  // namespace
 
-TEST_F(CameraListEmulatedTest, OneHandlePerCameraWithItsIdentity)
+// Nothing attached is an empty list; then each camera is listed once with its identity (a
+// device of another maker is not), and a handle is made for a camera at a known position.
+TEST_F(CameraListEmulatedTest, ListsEachCameraOnceWithItsIdentityAndFindsOneByPosition)
 {
+    {
+        orrtest::StdoutCapture out;
+        EXPECT_EQ(QV_SDK_GetCameraList(list), 0);
+        EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "qv_camera_sdk_api", "QV_SDK_GetCameraList",
+                                         "No device found !"),
+                  1);
+    }
     ASSERT_NE(bed().addFl30c(UsbLocation(1, {4}, 5)), nullptr);
     ASSERT_NE(bed().addFl30c(UsbLocation(2, {1, 3}, 8)), nullptr);
     PlainUsbDeviceConfig other;
@@ -62,36 +71,22 @@ TEST_F(CameraListEmulatedTest, OneHandlePerCameraWithItsIdentity)
     EXPECT_EQ(attrs[1].attr.usbAttrs.dev, 8);
     EXPECT_EQ(attrs[1].attr.usbAttrs.port, 3);
     EXPECT_STREQ(attrs[1].attr.usbAttrs.ports, "1.3");
-}
 
-TEST_F(CameraListEmulatedTest, HandleForAKnownPositionAndNoneForAnEmptyOne)
-{
-    ASSERT_NE(bed().addFl30c(UsbLocation(1, {4}, 5)), nullptr);
-    ASSERT_NE(bed().addFl30c(UsbLocation(1, {3}, 9)), nullptr);
     QV_CAM_ATTR wanted;
     std::memset(&wanted, 0, sizeof wanted);
     wanted.type = QV_CAM_ATTR_USB;
-    wanted.attr.usbAttrs.busnum = 1;
-    wanted.attr.usbAttrs.dev = 9;
+    wanted.attr.usbAttrs.busnum = 2;
+    wanted.attr.usbAttrs.dev = 8;
     void* handle = nullptr;
     ASSERT_EQ(QV_SDK_CreateCamHandle(handle, &wanted), 0);
     created.push_back(handle);
     QV_CAM_ATTR got;
     ASSERT_EQ(QV_SDK_GetCameraAttrs(handle, got), 0);
     EXPECT_EQ(got.attr.usbAttrs.vid, 0x3482u);  // filled from enumeration
-    EXPECT_STREQ(got.attr.usbAttrs.ports, "3");
-
+    EXPECT_STREQ(got.attr.usbAttrs.ports, "1.3");
     wanted.attr.usbAttrs.dev = 10;
     void* none = nullptr;
     EXPECT_EQ(QV_SDK_CreateCamHandle(none, &wanted), -2);
-}
-
-TEST_F(CameraListEmulatedTest, NothingAttachedIsAnEmptyList)
-{
-    orrtest::StdoutCapture out;
-    EXPECT_EQ(QV_SDK_GetCameraList(list), 0);
-    EXPECT_EQ(orrtest::countLogLines(out.text(), "WARN", "qv_camera_sdk_api", "QV_SDK_GetCameraList", "No device found !"),
-              1);
 }
 
 // A camera behind the serial bridge is one USB attachment; a tty whose USB identity only
