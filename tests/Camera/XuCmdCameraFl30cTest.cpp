@@ -46,22 +46,6 @@ TEST_F(XuCommandTest, WriteAndReadUseTheExtensionUnitTransfer)
     EXPECT_EQ(reqs[1].length, 64);
 }
 
-TEST_F(XuCommandTest, ClearFeatureHaltsNothingButTheVideoEndpoint)
-{
-    ASSERT_EQ(cmd.xucmd_write_clear_feature(), 0);
-    const auto r = capture.requests().at(0);
-    EXPECT_EQ(r.requestType, 0x02);
-    EXPECT_EQ(r.request, 0x01);
-    EXPECT_EQ(r.value, 0);
-    EXPECT_EQ(r.index, 0x85);
-    EXPECT_EQ(r.length, 0);
-
-    capture.fail(0x01, -2);
-    StdoutCapture out;
-    EXPECT_EQ(cmd.xucmd_write_clear_feature(), -2);
-    EXPECT_EQ(countLogLines(out.text(), "ERROR", kSource, "xucmd_write_clear_feature", "xucmd write fail"), 1);
-}
-
 TEST_F(XuCommandTest, GainIsTwoRegisterTextsOfTheirOwnLength)
 {
     StdoutCapture out;
@@ -192,17 +176,6 @@ TEST_F(XuCommandTest, NumericGettersCheckTransferEchoAndNumber)
     }
 }
 
-TEST_F(XuCommandTest, CurrentIntensityAndItoAreTheSameReading)
-{
-    capture.replyText(0x36, "1234");
-    int intensity = 0, ito = 0;
-    EXPECT_EQ(cmd.getCurrentIntensity(intensity), 0);
-    EXPECT_EQ(cmd.getItoValue(ito), 0);
-    EXPECT_EQ(intensity, 1234);
-    EXPECT_EQ(ito, intensity);
-    for (const auto& r : capture.requests()) EXPECT_EQ(r.request, 0x36);
-}
-
 TEST_F(XuCommandTest, LightingTimeAndAeModeOnlyReportAWrongEcho)
 {
     capture.reply(0x22, {0x99, '8'});
@@ -267,19 +240,6 @@ TEST_F(XuCommandTest, SerialNumberTextAndItsChecks)
     EXPECT_EQ(countLogLines(text, "ERROR", kSource, "getSn", "error get sn"), 1);
     EXPECT_EQ(countLogLines(text, "ERROR", kSource, "getSn", "get sn failed"), 1);
     EXPECT_EQ(countLogLines(text, "ERROR", kSource, "setSn", "set sn failed"), 1);
-}
-
-TEST_F(XuCommandTest, SetSnWritesTheCharactersAndRefusesMoreThan63)
-{
-    ASSERT_EQ(cmd.setSn("QV30C0042"), 0);
-    auto r = capture.requests().at(0);
-    EXPECT_EQ(r.requestType, 0x21);
-    EXPECT_EQ(r.request, 0x29);
-    EXPECT_EQ(r.text(), "QV30C0042");
-    EXPECT_EQ(r.length, 64);
-    EXPECT_EQ(cmd.setSn(std::string(63, 'x')), 0);
-    EXPECT_EQ(cmd.setSn(std::string(64, 'x')), -1);
-    EXPECT_EQ(capture.requests().size(), 2u);
 }
 
 TEST_F(XuCommandTest, HimaxVersionIsTakenWithoutAnEchoCheck)
