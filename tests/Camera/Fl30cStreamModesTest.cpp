@@ -145,14 +145,3 @@ TEST_F(Fl30cStreamModesTest, RawTransfersAndNetworkAttributesAreNotOffered)
         EXPECT_EQ(countLogLines(log, "WARN", kDriver, op, std::string("CameraFl30c does not support ") + op), 1) << op;
     EXPECT_EQ(capture->requests().size(), 2u);  // only what open sent
 }
-
-TEST_F(Fl30cStreamModesTest, SerialNumberComesFromTheCommandChannel)
-{
-    openWith();
-    capture->replyText(0x29, "SN=FL30C0042");
-    std::string serial;
-    ASSERT_EQ(driver->getSerialNo(serial), 0);
-    EXPECT_EQ(serial, "FL30C0042");
-    EXPECT_EQ(capture->requests().back().request, 0x29);
-    EXPECT_EQ(capture->requests().back().requestType, 0xA1);
-}
