@@ -31,6 +31,27 @@ std::string fl30c(const std::string& body)
     return R"({"version": "v1.0", "QV_CAM_FL30C": )" + body + "}";
 }
 
+// The depth-processing fields every reader shares.
+struct Processing {
+    int width, height, factor, newVal, speckle, diff, maxTh;
+    bool median, registration, organized;
+};
+
+template <typename Record>
+void expectProcessing(const Record& r, const Processing& p)
+{
+    EXPECT_EQ(r.denoiseWidth, p.width);
+    EXPECT_EQ(r.denoiseHeight, p.height);
+    EXPECT_EQ(r.denoiseFactor, p.factor);
+    EXPECT_EQ(r.newVal, p.newVal);
+    EXPECT_EQ(r.maxSpeckleSize, p.speckle);
+    EXPECT_EQ(r.maxDiff, p.diff);
+    EXPECT_EQ(r.maxTh, p.maxTh);
+    EXPECT_EQ(r.medianFilterEnable, p.median);
+    EXPECT_EQ(r.registrationEnable, p.registration);
+    EXPECT_EQ(r.pclOrganized, p.organized);
+}
+
 }  // namespace
 
 TEST(VireneBReader, ReadsEveryKeyOfItsTableIntoItsField)
@@ -49,16 +70,7 @@ TEST(VireneBReader, ReadsEveryKeyOfItsTableIntoItsField)
     EXPECT_EQ(r.currentIntensity, 12);
     EXPECT_EQ(r.gain, 13);
     EXPECT_TRUE(r.denoiseEnable);
-    EXPECT_EQ(r.denoiseWidth, 1280);
-    EXPECT_EQ(r.denoiseHeight, 960);
-    EXPECT_EQ(r.denoiseFactor, 3);
-    EXPECT_EQ(r.newVal, -5);
-    EXPECT_EQ(r.maxSpeckleSize, 150);
-    EXPECT_EQ(r.maxDiff, 25);
-    EXPECT_EQ(r.maxTh, 3500);
-    EXPECT_TRUE(r.medianFilterEnable);
-    EXPECT_TRUE(r.registrationEnable);
-    EXPECT_TRUE(r.pclOrganized);
+    expectProcessing(r, {1280, 960, 3, -5, 150, 25, 3500, true, true, true});
     const auto& d = r.dsense;
     const int32_t dsense[] = {d.disparity_number, d.disparity_offset, d.rho, d.depth_scale, d.isdual, d.isleftcam,
                               d.z, d.sad_size, d.LeftClockwiseRotate, d.LeftCounterClockRotate, d.LeftDownScaling,
@@ -253,16 +265,7 @@ TEST(VireneAReader, ReadsItsKeysUnderProtocolVersionTwo)
     EXPECT_EQ(r.currentIntensity, 22);
     EXPECT_EQ(r.gain, 23);
     EXPECT_TRUE(r.denoiseEnable);
-    EXPECT_EQ(r.denoiseWidth, 640);
-    EXPECT_EQ(r.denoiseHeight, 480);
-    EXPECT_EQ(r.denoiseFactor, 2);
-    EXPECT_EQ(r.newVal, 7);
-    EXPECT_EQ(r.maxSpeckleSize, 90);
-    EXPECT_EQ(r.maxDiff, 15);
-    EXPECT_EQ(r.maxTh, 2500);
-    EXPECT_FALSE(r.medianFilterEnable);
-    EXPECT_TRUE(r.registrationEnable);
-    EXPECT_FALSE(r.pclOrganized);
+    expectProcessing(r, {640, 480, 2, 7, 90, 15, 2500, false, true, false});
     VireneA::virenea_config_para untouched;
     EXPECT_EQ(reader.parseConfigParmeter(R"({"version": "v1.x", "QV_CAM_VIRENE_A": {"Camera": {"T": 1}}})",
                                          "QV_CAM_VIRENE_A", &untouched),
@@ -285,16 +288,7 @@ TEST(ZentaReader, BothFormsReadTheRecordAndLogTheAppliedValues)
     EXPECT_EQ(r.tdLevel, 34);
     EXPECT_TRUE(r.tdc);
     EXPECT_EQ(r.decimal, 2);
-    EXPECT_EQ(r.denoiseWidth, 320);
-    EXPECT_EQ(r.denoiseHeight, 240);
-    EXPECT_EQ(r.denoiseFactor, 4);
-    EXPECT_EQ(r.newVal, 1);
-    EXPECT_EQ(r.maxSpeckleSize, 60);
-    EXPECT_EQ(r.maxDiff, 10);
-    EXPECT_EQ(r.maxTh, 1500);
-    EXPECT_TRUE(r.medianFilterEnable);
-    EXPECT_FALSE(r.registrationEnable);
-    EXPECT_TRUE(r.pclOrganized);
+    expectProcessing(r, {320, 240, 4, 1, 60, 10, 1500, true, false, true});
 
     Zenta::zenta_config_para viaPointer;
     orrindale::sdk::CameraConf& base = reader;
@@ -336,16 +330,7 @@ TEST(Fl30cReader, ReadsTheDriversSettingsInDocumentOrder)
     EXPECT_EQ(r.rotate, 270);
     EXPECT_TRUE(r.mirror);
     EXPECT_TRUE(r.denoiseEnable);
-    EXPECT_EQ(r.denoiseWidth, 1280);
-    EXPECT_EQ(r.denoiseHeight, 960);
-    EXPECT_EQ(r.denoiseFactor, 2);
-    EXPECT_EQ(r.newVal, 9);
-    EXPECT_EQ(r.maxSpeckleSize, 120);
-    EXPECT_EQ(r.maxDiff, 33);
-    EXPECT_EQ(r.maxTh, 4000);
-    EXPECT_TRUE(r.medianFilterEnable);
-    EXPECT_TRUE(r.registrationEnable);
-    EXPECT_TRUE(r.pclOrganized);
+    expectProcessing(r, {1280, 960, 2, 9, 120, 33, 4000, true, true, true});
 }
 
 TEST(Fl30cReader, RotateAndGainOutsideWhatTheDriverSupportsAreRefused)
@@ -392,16 +377,7 @@ TEST(SolenReader, PicksItsModuleFromTheModuleListByName)
     EXPECT_EQ(r.tdLevel, 52);
     EXPECT_EQ(r.gain, 53);
     EXPECT_TRUE(r.denoiseEnable);
-    EXPECT_EQ(r.denoiseWidth, 640);
-    EXPECT_EQ(r.denoiseHeight, 400);
-    EXPECT_EQ(r.denoiseFactor, 2);
-    EXPECT_EQ(r.newVal, 3);
-    EXPECT_EQ(r.maxSpeckleSize, 80);
-    EXPECT_EQ(r.maxDiff, 12);
-    EXPECT_EQ(r.maxTh, 3000);
-    EXPECT_TRUE(r.medianFilterEnable);
-    EXPECT_TRUE(r.registrationEnable);
-    EXPECT_TRUE(r.pclOrganized);
+    expectProcessing(r, {640, 400, 2, 3, 80, 12, 3000, true, true, true});
     EXPECT_EQ(r.windows, 5);
     EXPECT_EQ(r.wborder, 8);
     EXPECT_EQ(r.hborder, 6);
