@@ -71,11 +71,14 @@ TEST_F(Fl30cTransferTest, ShortAndWronglySizedTransfersAreDroppedAndTheNextIsDel
         auto bytes = good;
         putU32(bytes, 1133, static_cast<uint32_t>(bytes.size() + 1));
         EXPECT_FALSE(deliver(bytes, 640, 11, d));
+        putU32(bytes, 1133, static_cast<uint32_t>(bytes.size() - 1));  // more bytes than the header names
+        EXPECT_FALSE(deliver(bytes, 640, 11, d));
         frame_info truncated = frameOf(good, 640, 12);
         truncated.size = 500000;
         EXPECT_FALSE(deliver(truncated, d));
         const std::string log = out.text();
         EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "wrong size, read :821760,but framesize:821761"), 1);
+        EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "wrong size, read :821760,but framesize:821759"), 1);
         EXPECT_EQ(countLogLines(log, "WARN", kDriver, "checkTransfer", "wrong size, read :500000,but framesize:821760"), 1);
     }
     ASSERT_TRUE(deliver(good, 640, 13, d));
