@@ -32,6 +32,9 @@ const std::string kEmulate = std::string(ORR_EMULATE) + " --cameras video636b,vi
 
 TEST(VideoNodeTools, V4l2CtlDescribesAndStreamsTheNode)
 {
+    // The host's v4l-utils judge the emulated node natively; under qemu-user the shell cannot
+    // start the target's orr-emulate.
+    if (std::getenv("ORR_TEST_EMULATED_CPU") != nullptr) GTEST_SKIP() << "the host's v4l-utils run natively";
     const std::string all = run(kEmulate + "v4l2-ctl -d /dev/video2 --all --list-formats-ext");
     for (const char* expected :
          {"Driver name      : uvcvideo", "Card type        : USB Depth Video", "Bus info         : usb-0000:00:14.0-2",
