@@ -32,6 +32,9 @@ public:
     virtual std::vector<uint8_t> descriptors() const = 0;
     // Text of string descriptor `index` (1..255); empty when the device has none (STALL).
     virtual std::string stringDescriptor(uint8_t index) const;
+    // The usual three strings: 1 manufacturer, 2 product, 3 serial number; empty otherwise.
+    static std::string usualString(uint8_t index, const std::string& manufacturer, const std::string& product,
+                                   const std::string& serialNumber);
     // 12, 480 or 5000.
     virtual int speedMbps() const { return 480; }
 

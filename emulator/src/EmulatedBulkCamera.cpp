@@ -76,16 +76,7 @@ std::vector<uint8_t> EmulatedBulkCamera::expectedFrame(uint32_t sequence, uint32
 
 std::string EmulatedBulkCamera::stringDescriptor(uint8_t index) const
 {
-    switch (index) {
-    case 1:
-        return "Orrindale";
-    case 2:
-        return m_config.product;
-    case 3:
-        return m_config.serialNumber;
-    default:
-        return {};
-    }
+    return usualString(index, "Orrindale", m_config.product, m_config.serialNumber);
 }
 
 int EmulatedBulkCamera::classOrVendorRequest(const ControlSetup& setup, uint8_t* data)

@@ -28,16 +28,7 @@ PlainUsbDevice::PlainUsbDevice(const PlainUsbDeviceConfig& config) : m_config(co
 
 std::string PlainUsbDevice::stringDescriptor(uint8_t index) const
 {
-    switch (index) {
-    case 1:
-        return m_config.manufacturer;
-    case 2:
-        return m_config.product;
-    case 3:
-        return m_config.serialNumber;
-    default:
-        return {};
-    }
+    return usualString(index, m_config.manufacturer, m_config.product, m_config.serialNumber);
 }
 
 int PlainUsbDevice::dataTransfer(uint8_t endpoint, uint8_t* buffer, int length)

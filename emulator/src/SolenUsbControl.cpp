@@ -28,16 +28,7 @@ SolenUsbControl::SolenUsbControl(const SolenUsbControlConfig& config)
 
 std::string SolenUsbControl::stringDescriptor(uint8_t index) const
 {
-    switch (index) {
-    case 1:
-        return "Orrindale";
-    case 2:
-        return m_config.product;
-    case 3:
-        return m_config.serialDescriptor;
-    default:
-        return {};
-    }
+    return usualString(index, "Orrindale", m_config.product, m_config.serialDescriptor);
 }
 
 int SolenUsbControl::dataTransfer(uint8_t endpoint, uint8_t* buffer, int length)
